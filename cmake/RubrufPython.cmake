@@ -1,0 +1,53 @@
+# rubruf_python: the Python to embed, as headers and a shared libpython.
+#
+# CMake's own finder knows only the versions of its day and may answer with a static archive, which would break every
+# extension module that a script imports. So the pairs of headers and library are looked for here: below
+# RUBRUF_PYTHON_ROOT where that is set, else below the system's prefixes; 3.8, the version of the contract, comes first,
+# then the newest.
+
+set(prefixes ${RUBRUF_PYTHON_ROOT})
+if(NOT prefixes)
+  set(prefixes ${CMAKE_PREFIX_PATH} /usr/local /usr)
+endif()
+
+set(found "")
+foreach(prefix IN LISTS prefixes)
+  file(GLOB headers ${prefix}/include/python3.*/patchlevel.h)
+  foreach(header IN LISTS headers)
+    if(NOT header MATCHES "/python(3\\.[0-9]+)/patchlevel\\.h$" OR CMAKE_MATCH_1 VERSION_LESS 3.8)
+      continue()
+    endif()
+    set(version ${CMAKE_MATCH_1})
+    foreach(directory lib lib/${CMAKE_LIBRARY_ARCHITECTURE} lib64)
+      set(library ${prefix}/${directory}/libpython${version}.so)
+      if(EXISTS ${library})
+        list(APPEND found "${version}|${prefix}/include/python${version}|${library}")
+        break()
+      endif()
+    endforeach()
+  endforeach()
+endforeach()
+
+if(NOT found)
+  list(JOIN prefixes ", " places)
+  message(FATAL_ERROR
+    "No Python 3.8 or newer with headers and a shared libpython below ${places}. "
+    "Install python3-dev, or name a prefix with -DRUBRUF_PYTHON_ROOT=PREFIX.")
+endif()
+
+list(SORT found COMPARE NATURAL ORDER DESCENDING)
+set(contract ${found})
+list(FILTER contract INCLUDE REGEX "^3\\.8\\|")
+if(contract)
+  set(found ${contract})
+endif()
+list(GET found 0 chosen)
+string(REPLACE "|" ";" chosen ${chosen})
+list(GET chosen 0 version)
+list(GET chosen 1 include_directory)
+list(GET chosen 2 library)
+
+message(STATUS "Embedding Python ${version}: ${library}")
+add_library(rubruf_python INTERFACE)
+target_include_directories(rubruf_python SYSTEM INTERFACE ${include_directory})
+target_link_libraries(rubruf_python INTERFACE ${library})

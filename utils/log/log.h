@@ -1,0 +1,84 @@
+// The levelled logger that the whole library writes through, and that the host may configure.
+//
+// A message of level L is emitted when L is at or below `tev_log_level`. It goes to the log function that the host has
+// installed, else to one sink: standard error, the system log, or a file. Code of the library logs through TEV_LOG
+// (provider, config) or TEV_UTIL_LOG (utils), never through _tev_log itself.
+//
+// The state is a handful of plain globals without a lock: configure first, log from several threads afterwards. One
+// message is several writes to its stream, so lines of concurrent threads can interleave.
+
+#ifndef RUBRUF_UTILS_LOG_LOG_H_
+#define RUBRUF_UTILS_LOG_LOG_H_
+
+#include <stdbool.h>
+#include <stdint.h>
+#include <stdio.h>
+
+#include "utils/export.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// Syslog priorities; these four have a tag in the stream sinks.
+enum { TEV_LOG_ERROR = 3, TEV_LOG_WARNING = 4, TEV_LOG_INFO = 6, TEV_LOG_DEBUG = 7 };
+
+// Receives a finished message, without a line end, for the length of the call.
+typedef void (*tev_log_func_t)(int level, const char* message);
+
+// The current level. -1: not set yet, the first message sets it from the environment.
+extern TEV_EXPORT int tev_log_level;
+
+// Installs a log function (null removes it) and sets the level.
+TEV_EXPORT void set_log_func(tev_log_func_t func, int level);
+// The installed function or null.
+TEV_EXPORT tev_log_func_t get_log_func(void);
+
+// Each chooses a sink and sets the level. Those that return a result return true, save where told otherwise.
+TEV_EXPORT bool tev_init_stderr_logger(int level);
+// The standard-error sink at the level that "TEV_API_LOG_LEVEL" names; level 0, which shows nothing, without one.
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the name is part of the exported interface.
+TEV_EXPORT void __tev_init_logger_default(void);
+// `identity` is kept by reference (openlog) and must outlive the sink. The sink before it is not closed.
+TEV_EXPORT bool tev_init_syslog_logger(const char* identity, int level);
+// Creates or truncates the file. False when it cannot be opened: standard error then serves at `level`.
+TEV_EXPORT bool tev_init_file_logger(const char* path, int level);
+// Closes the current sink and returns to standard error, at the same level.
+TEV_EXPORT bool tev_close_logger(void);
+
+// Writes one message to the current sink, whatever its level.
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the name is part of the exported interface.
+TEV_EXPORT void _tev_log(int level, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+// Dumps `length` bytes at debug level, sixteen a line, in hexadecimal and as printable characters.
+TEV_EXPORT void log_hex(const void* data, uint64_t length);
+
+// Prints one number column, " %*lld |"; a value above 999 in thousands, with a k, in the same width.
+TEV_EXPORT void print_si_prefixed_value(FILE* stream, int width, int64_t value);
+
+#ifdef __cplusplus
+}  // extern "C"
+#endif
+
+// The logging rule. The level is compared before anything is formatted. A log function gets at most 998 characters.
+#define TEV_LOG_WHEN(admits, level, ...)                                      \
+  do {                                                                        \
+    if (tev_log_level == -1) __tev_init_logger_default();                     \
+    if (admits) {                                                             \
+      tev_log_func_t tev_log_func_ = get_log_func();                          \
+      if (tev_log_func_) {                                                    \
+        char tev_log_message_[1000];                                          \
+        snprintf(tev_log_message_, sizeof tev_log_message_ - 1, __VA_ARGS__); \
+        tev_log_func_((level), tev_log_message_);                             \
+      } else {                                                                \
+        _tev_log((level), __VA_ARGS__);                                       \
+      }                                                                       \
+    }                                                                         \
+  } while (0)
+
+// For the provider and the configuration: a level below -1 suppresses every message.
+#define TEV_LOG(level, ...) TEV_LOG_WHEN(tev_log_level >= (level), level, __VA_ARGS__)
+// For the utilities, which compare unsigned: a level below -1 admits every message.
+#define TEV_UTIL_LOG(level, ...) TEV_LOG_WHEN((uint32_t)tev_log_level >= (uint32_t)(level), level, __VA_ARGS__)
+
+#endif  // RUBRUF_UTILS_LOG_LOG_H_

@@ -1,0 +1,43 @@
+// The embedded Python interpreter, started once for all its users and stopped with the last.
+//
+// The layer takes no lock and never touches the global interpreter lock: the thread that starts the interpreter holds
+// it from then on, and that thread alone may use Python and this layer, one call at a time.
+
+#ifndef RUBRUF_UTILS_PYTHON_ENV_PYTHON_ENV_H_
+#define RUBRUF_UTILS_PYTHON_ENV_PYTHON_ENV_H_
+
+#include <stdint.h>
+
+#include "utils/export.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// CPython's own name for the type, so that users of this header need not include Python.h.
+typedef struct _object PyObject;
+
+// Starts the interpreter (without signal handlers) or counts one more user. 0 on success, -1 after an error message; a
+// later call then tries again.
+TEV_EXPORT int32_t tev_python_environment_init(void);
+
+// 1 while the interpreter has users, else 0.
+TEV_EXPORT int tev_python_environment_is_set(void);
+
+// Prints the pending Python error to the interpreter's standard error and clears it; nothing without an interpreter. A
+// pending SystemExit ends the process (PyErr_Print).
+TEV_EXPORT void tev_python_environment_print_error(void);
+
+// Imports the module of a ".py" file by its name, after appending the file's directory to sys.path. A new reference, or
+// null after an error message; a Python error is then printed and cleared. Files of the same name share one module.
+TEV_EXPORT PyObject* tev_python_environment_get_module(const char* python_file);
+
+// Gives up one user; the last one stops the interpreter. 0 on success, also when nothing was started; -1 when the
+// interpreter reported errors while stopping, which it has done all the same.
+TEV_EXPORT int32_t tev_python_environment_finalize(void);
+
+#ifdef __cplusplus
+}  // extern "C"
+#endif
+
+#endif  // RUBRUF_UTILS_PYTHON_ENV_PYTHON_ENV_H_
