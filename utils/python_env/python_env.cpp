@@ -1,0 +1,157 @@
+// The interpreter's start, its users and its stop; importing a script.
+
+#define PY_SSIZE_T_CLEAN
+#include <Python.h>
+// Python.h comes first, as CPython asks.
+
+#include <dlfcn.h>
+#include <libgen.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "utils/log/log.h"
+#include "utils/python_env/python_env.h"
+
+namespace {
+
+struct PythonEnvironment {
+  uint32_t users;
+};
+
+PythonEnvironment* python_environment = nullptr;
+
+struct Free {
+  void operator()(char* text) const { free(text); }
+};
+using Text = std::unique_ptr<char, Free>;
+
+struct DecRef {
+  void operator()(PyObject* object) const { Py_DECREF(object); }
+};
+using OwnedRef = std::unique_ptr<PyObject, DecRef>;
+
+// Makes libpython's symbols visible to the extension modules that scripts import. Those do not link libpython, and a
+// host that loads us with RTLD_LOCAL keeps our dependencies to us. Without success such an import fails with "undefined
+// symbol", and everything else works.
+void PromoteLibpython() {
+  Dl_info info;
+  if (dladdr(reinterpret_cast<void*>(&Py_InitializeEx), &info) == 0) return;
+  void* library = dlopen(info.dli_fname, RTLD_NOW | RTLD_GLOBAL | RTLD_NOLOAD);
+  // The scope stays global; only this handle ends.
+  if (library != nullptr) dlclose(library);
+}
+
+// The statement that appends `directory` to sys.path, quoted by the interpreter itself so that no character of it can
+// end the literal. Null, with a Python error pending, when memory runs out.
+Text AppendPathStatement(const char* directory) {
+  OwnedRef path(PyUnicode_DecodeFSDefault(directory));
+  if (!path) return nullptr;
+  OwnedRef literal(PyObject_Repr(path.get()));
+  if (!literal) return nullptr;
+  const char* literal_text = PyUnicode_AsUTF8(literal.get());
+  char* statement = nullptr;
+  if (literal_text == nullptr || asprintf(&statement, "import sys; sys.path.append(%s)", literal_text) < 0) {
+    return nullptr;
+  }
+  return Text(statement);
+}
+
+// Whether a file name, a path's last component, is that of a Python file: something before ".py".
+bool IsPythonFile(const char* file_name) {
+  const size_t length = strlen(file_name);
+  return length > 3 && strcmp(file_name + length - 3, ".py") == 0;
+}
+
+void LogAllocationError() { TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] Memory allocation error"); }
+
+}  // namespace
+
+int32_t tev_python_environment_init(void) {
+  if (python_environment != nullptr) {
+    ++python_environment->users;
+    return 0;
+  }
+  python_environment = static_cast<PythonEnvironment*>(calloc(1, sizeof(PythonEnvironment)));
+  if (python_environment == nullptr) {
+    TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] could not create python environment");
+    return -1;
+  }
+  PromoteLibpython();
+  Py_InitializeEx(0);
+  if (const int initialized = Py_IsInitialized(); initialized == 0) {
+    TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] Py_IsInitialized returned %d", initialized);
+    free(python_environment);
+    python_environment = nullptr;
+    return -1;
+  }
+  python_environment->users = 1;
+  return 0;
+}
+
+int tev_python_environment_is_set(void) { return python_environment != nullptr ? 1 : 0; }
+
+void tev_python_environment_print_error(void) {
+  if (python_environment == nullptr) return;
+  PyErr_Print();
+  PyErr_Clear();
+}
+
+PyObject* tev_python_environment_get_module(const char* python_file) {
+  if (python_environment == nullptr) {
+    TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] Python environment was not initialized");
+    return nullptr;
+  }
+  if (python_file == nullptr) {
+    TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] python_file is NULL");
+    return nullptr;
+  }
+  // Copies, since dirname and basename may write into what they are given (POSIX).
+  const Text directory_copy(strdup(python_file));
+  const Text name_copy(strdup(python_file));
+  if (!directory_copy || !name_copy) {
+    LogAllocationError();
+    return nullptr;
+  }
+  const char* file_name = basename(name_copy.get());
+  if (!IsPythonFile(file_name)) {
+    TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] Invalid input - file name should contain '.py' postfix");
+    return nullptr;
+  }
+  const Text statement = AppendPathStatement(dirname(directory_copy.get()));
+  if (!statement) {
+    LogAllocationError();
+    PyErr_Clear();
+    return nullptr;
+  }
+  if (PyRun_SimpleStringFlags(statement.get(), nullptr) != 0) {
+    TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] Could not add file location to PYTHONPATH");
+    tev_python_environment_print_error();
+    return nullptr;
+  }
+  const Text module_name(strndup(file_name, strlen(file_name) - 3));
+  if (!module_name) {
+    LogAllocationError();
+    return nullptr;
+  }
+  PyObject* module = PyImport_ImportModule(module_name.get());
+  if (module == nullptr) {
+    TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] Could not import %s", module_name.get());
+    tev_python_environment_print_error();
+  }
+  return module;
+}
+
+int32_t tev_python_environment_finalize(void) {
+  if (python_environment == nullptr) return 0;
+  if (--python_environment->users != 0) return 0;
+  free(python_environment);
+  python_environment = nullptr;
+  if (Py_FinalizeEx() != 0) {
+    TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] errors while finalizing python environment");
+    return -1;
+  }
+  return 0;
+}
