@@ -26,11 +26,9 @@ typedef struct tev_source_array_t tev_source_array_t;
 
 // Status of one token write, and result of one progress call.
 typedef uint32_t tev_progress_status_t;
-enum {
-  TEV_PROGRESS_DONE = 0,            // written; or: the collection is complete
-  TEV_PROGRESS_REFUSED = 1,         // the writer refused a token; the next progress call resumes with it
-  TEV_PROGRESS_DONE_FORCE_SYNC = 2  // the collection is complete and asks for a forced synchronisation
-};
+#define TEV_PROGRESS_DONE UINT32_C(0)             // written; or: the collection is complete
+#define TEV_PROGRESS_REFUSED UINT32_C(1)          // the writer refused a token; the next progress call resumes with it
+#define TEV_PROGRESS_DONE_FORCE_SYNC UINT32_C(2)  // the collection is complete and asks for a forced synchronisation
 #define TEV_PROGRESS_ERROR UINT32_C(0xFFFFFFFF)
 
 // The record that a provider fills through `fill_record`: 14 bytes, without padding before the last field.

@@ -1,8 +1,6 @@
 // The interpreter's start, its users and its stop; importing a script.
 
-#define PY_SSIZE_T_CLEAN
-#include <Python.h>
-// Python.h comes first, as CPython asks.
+#include "utils/python_env/python_env.h"
 
 #include <dlfcn.h>
 #include <libgen.h>
@@ -13,7 +11,7 @@
 #include <memory>
 
 #include "utils/log/log.h"
-#include "utils/python_env/python_env.h"
+#include "utils/python_env/owned_ref.h"
 
 namespace {
 
@@ -27,11 +25,6 @@ struct Free {
   void operator()(char* text) const { free(text); }
 };
 using Text = std::unique_ptr<char, Free>;
-
-struct DecRef {
-  void operator()(PyObject* object) const { Py_DECREF(object); }
-};
-using OwnedRef = std::unique_ptr<PyObject, DecRef>;
 
 // Makes libpython's symbols visible to the extension modules that scripts import. Those do not link libpython, and a
 // host that loads us with RTLD_LOCAL keeps our dependencies to us. Without success such an import fails with "undefined

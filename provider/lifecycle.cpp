@@ -1,0 +1,81 @@
+// The provider's initialization and finalization.
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "provider/catch_bad_alloc.h"
+#include "provider/provider.h"
+#include "provider/script_config.h"
+#include "utils/log/log.h"
+#include "utils/python_env/python_env.h"
+#include "utils/strings/conversions.h"
+
+bool PythonEventProvider::Initialize(tev_event_provider_t* provider, tev_type_system_t* type_system) {
+  if (tev_python_environment_init() != 0) {
+    TEV_LOG(TEV_LOG_ERROR, "[python provider] could not start python environment");
+    return false;
+  }
+  python_started = 1;
+  if (CatchBadAlloc(false, [=] { return SetUp(provider, type_system); })) return true;
+  TEV_LOG(TEV_LOG_ERROR, "[python provider] aborting initialization");
+  Finalize(provider);
+  return false;
+}
+
+bool PythonEventProvider::SetUp(tev_event_provider_t* provider, tev_type_system_t* type_system) {
+  for (ScriptConfig* script : script_configs) {
+    if (!script->SetPythonAttributes()) return false;
+  }
+  return SetAppID() && SetSchema(provider, type_system);
+}
+
+bool PythonEventProvider::SetAppID() {
+  if (app_id_set) return true;
+  bool no_invalid_text = true;
+  for (ScriptConfig* script : script_configs) {
+    const std::string text = script->GetStringFromScript("get_app_id");
+    if (text.empty()) continue;
+    if (string_to_guid(text.c_str(), app_id)) {
+      app_id_set = 1;
+      return true;
+    }
+    TEV_LOG(TEV_LOG_ERROR, "[python provider] ignoring invalid app ID (from %s)", script->script_path.c_str());
+    std::fill(std::begin(app_id), std::end(app_id), uint8_t{0});
+    no_invalid_text = false;
+  }
+  return no_invalid_text;
+}
+
+bool PythonEventProvider::SetSchema(tev_event_provider_t* provider, tev_type_system_t* type_system) {
+  tev_schema_t* schema = tev_type_system_add_schema(type_system, provider->name, provider->schema_number, &schema_id);
+  if (schema != nullptr) opaque_events = tev_opaque_events_create(schema);
+  if (schema == nullptr || opaque_events == nullptr) {
+    TEV_LOG(TEV_LOG_ERROR, "[python provider] could not create schema");
+    return false;
+  }
+  return true;
+}
+
+void PythonEventProvider::Finalize(tev_event_provider_t* /*provider*/) {
+  if (opaque_events != nullptr) {
+    tev_opaque_events_delete(opaque_events);
+    opaque_events = nullptr;
+  }
+  for (const auto& [name, id] : key_ids) free(name);
+  key_ids.clear();
+  iterable_stack.clear();
+  const bool python_runs = tev_python_environment_is_set() != 0;
+  // A walk that was stuck may have left its error. The end of the scripts' objects may run Python code, which expects
+  // none.
+  if (python_runs) PyErr_Clear();
+  DestroyScriptConfigs(script_configs);
+  ResetWalk();
+  if (python_runs) Py_XDECREF(collection_result);
+  collection_result = nullptr;
+  if (python_started) {
+    python_started = 0;
+    if (tev_python_environment_finalize() != 0) {
+      TEV_LOG(TEV_LOG_ERROR, "[python provider] could not finalize python environment");
+    }
+  }
+}

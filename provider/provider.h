@@ -1,0 +1,126 @@
+// PythonEventProvider: the one object behind the plug-in's descriptor.
+//
+// It lives from the first call of the plug-in's entry until the library is unloaded, and goes round this cycle: the
+// options are read (scripts configured), initialize (interpreter started, scripts bound), progress again and again
+// (collections), finalize (all released); then the options may be read again. It serves one thread, and one walk of one
+// script's result at a time.
+
+#ifndef RUBRUF_PROVIDER_PROVIDER_H_
+#define RUBRUF_PROVIDER_PROVIDER_H_
+
+#define PY_SSIZE_T_CLEAN
+#include <Python.h>
+
+#include <boost/filesystem/path.hpp>
+#include <cstdint>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "host/tev_host.h"
+#include "provider/tokens.h"
+#include "provider/walk_state.h"
+#include "utils/dict/dict.h"
+
+// Orders texts byte by byte.
+struct sort_str {
+  bool operator()(const char* first, const char* second) const { return strcmp(first, second) < 0; }
+};
+
+class PythonEventProvider {
+ public:
+  class ScriptConfig;  // provider/script_config.h
+
+  // Reads the provider's options and configures its scripts, adding to those already there. False after a message.
+  bool ReadOpts(const tev_custom_options* options);
+
+  // Starts the interpreter, binds the scripts, settles the application ID and opens the writer. False after a message;
+  // whatever had been started is then finalised.
+  bool Initialize(tev_event_provider_t* provider, tev_type_system_t* type_system);
+
+  // Releases all that initialization and collections made, and the scripts. Harmless when called again.
+  void Finalize(tev_event_provider_t* provider);
+
+  // Runs one collection of the script at `index`, or resumes the walk that a refused token interrupted, whatever its
+  // script. Returns the status that the host gets; see TEV_PROGRESS_*.
+  tev_progress_status_t Progress(tev_data_serializer_t* serializer, unsigned char index);
+
+  // The number of configured scripts. The number of records there are may differ after a finalization.
+  uint16_t GetNumScripts() const { return num_scripts; }
+  // The scripts that can be addressed: those configured, as far as there are records.
+  size_t CountServedScripts() const;
+  // The tag of the script at `index`, which must be that of a record. May call into the script.
+  const std::string& GetTagName(unsigned char index);
+
+  // Writes the configuration to the log, at info level.
+  void LogConfiguration() const;
+
+ private:
+  // Options (options.cpp, script_options.cpp, config/).
+  bool SetScriptConfigs(const tev_custom_options* options);
+  bool SetScriptConfigsFromOpts(const tev_custom_options* options);
+  bool AddScriptConfigs(const tev_custom_options* options);
+  static bool AddScriptConfigDictPairClb(const char* key, const char* value, void* provider);
+  bool AddToScriptConfigDict(unsigned char index, const char* key, const char* value);
+  bool SetScriptConfigsFromDir(const std::string& directory);
+  bool ProviderExplicitlyEnabled(const tev_custom_options* options) const;
+  bool AddVirtualProviders(const tev_custom_options* options);
+  void SetProviderVector(const tev_custom_options* options, std::vector<std::string>& list, std::string key) const;
+  bool AddVirtualProvider(std::string& name, boost::filesystem::path& directory, std::vector<std::string>& disabled);
+
+  // Life cycle (lifecycle.cpp).
+  bool SetUp(tev_event_provider_t* provider, tev_type_system_t* type_system);
+  bool SetAppID();
+  bool SetSchema(tev_event_provider_t* provider, tev_type_system_t* type_system);
+
+  // The walk of a result (walker.cpp). `status` receives the writer's status.
+  bool DoCollection(unsigned char index);
+  bool IsEmpty(PyObject* object) const;
+  bool SetIterable(tev_progress_status_t* status, tev_data_serializer_t* serializer);
+  bool SetCurrent(tev_progress_status_t* status, tev_data_serializer_t* serializer);
+  bool OnNewIterable(PyObject* object, uint32_t key_id, tev_progress_status_t* status,
+                     tev_data_serializer_t* serializer);
+  bool OnEndIterable(tev_progress_status_t* status, tev_data_serializer_t* serializer, python_event_type_t type);
+  enum class Step { kItemReady, kOpened, kExhausted, kAbandoned };
+  Step NextEntry(tev_progress_status_t* status, tev_data_serializer_t* serializer);
+  Step NextItem(tev_progress_status_t* status, tev_data_serializer_t* serializer);
+  bool IsOpen(PyObject* iterable) const;
+  tev_progress_status_t WriteValue(tev_data_serializer_t* serializer);
+  void ResetWalk();
+
+  // The number of the dictionary key `key` (key_names.cpp).
+  uint32_t GetKeyID(PyObject* key);
+
+  // The tokens (tokens.cpp). Each returns the writer's status, or TEV_PROGRESS_ERROR after a message when the token
+  // cannot be formed.
+  tev_progress_status_t WriteEvent(tev_data_serializer_t* serializer, uint32_t key_id, python_event_type_t type,
+                                   uint32_t size, const void* data);
+  tev_progress_status_t WriteText(tev_data_serializer_t* serializer, python_event_type_t type, const char* text,
+                                  Py_ssize_t size);
+  tev_progress_status_t OnKeyID(tev_data_serializer_t* serializer);
+  tev_progress_status_t OnString(tev_data_serializer_t* serializer);
+  tev_progress_status_t OnLong(tev_data_serializer_t* serializer);
+  tev_progress_status_t OnDouble(tev_data_serializer_t* serializer);
+  tev_progress_status_t OnBool(tev_data_serializer_t* serializer);
+  tev_progress_status_t OnDataMarker(python_event_type_t type, uint32_t key_id, tev_data_serializer_t* serializer);
+  tev_progress_status_t OnNewCollection(tev_data_serializer_t* serializer);
+
+  std::vector<ScriptConfig*> script_configs;    // owned; deleted by Finalize or by a configuration that failed
+  PyObject* collection_result = nullptr;        // owned; what the walk goes through
+  PyObject* current_iterable = nullptr;         // borrowed; during a walk the iterable of the stack's top
+  std::map<char*, uint32_t, sort_str> key_ids;  // the keys are owned copies, freed by Finalize
+  std::vector<iterable_position_t> iterable_stack;
+  CurrentPythonData current_item;
+  tev_opaque_events_t* opaque_events = nullptr;  // the host's writer, deleted by Finalize
+  uint8_t app_id[16] = {};
+  uint8_t schema_id = 0;
+  uint16_t num_scripts = 1;
+  uint32_t next_key_id = 0;  // never goes back, so that a number keeps its meaning across life cycles
+  uint8_t collection_in_progress = 0;
+  uint8_t app_id_set = 0;
+  uint8_t python_started = 0;
+  const ScriptConfig* collection_script = nullptr;  // borrowed; the script that returned `collection_result`
+};
+
+#endif  // RUBRUF_PROVIDER_PROVIDER_H_

@@ -1,0 +1,242 @@
+// The walk of a script's result: from nested lists and dictionaries to tokens, resumable at every one of them.
+//
+// A refused token returns to the host with the position kept in the provider; the next progress call forms the same
+// token again. No Python code runs during a walk, so what the positions borrow stays as it was.
+
+#include "provider/provider.h"
+#include "provider/script_config.h"
+#include "utils/log/log.h"
+#include "utils/python_env/python_env.h"
+
+namespace {
+
+bool IsIterable(PyObject* object) { return PyList_Check(object) || PyDict_Check(object); }
+
+}  // namespace
+
+tev_progress_status_t PythonEventProvider::Progress(tev_data_serializer_t* serializer, unsigned char index) {
+  tev_progress_status_t status = TEV_PROGRESS_DONE;
+  if (!collection_in_progress) {
+    if (collection_result == nullptr) {
+      if (!DoCollection(index)) return TEV_PROGRESS_ERROR;
+      if (IsEmpty(collection_result)) {
+        Py_CLEAR(collection_result);
+        return TEV_PROGRESS_DONE;
+      }
+    }
+    if (!SetIterable(&status, serializer)) return status;
+  }
+  while (true) {
+    if (current_item.key_written && !current_item.value_written && !IsIterable(current_item.value)) {
+      status = WriteValue(serializer);
+      if (status != TEV_PROGRESS_DONE) return status;
+      current_item.value_written = 1;
+    }
+    if (!SetCurrent(&status, serializer)) {
+      PyErr_Clear();
+      ResetWalk();
+      Py_CLEAR(collection_result);
+      return index < script_configs.size() ? script_configs[index]->force_sync : TEV_PROGRESS_DONE;
+    }
+    if (status != TEV_PROGRESS_DONE) return status;
+  }
+}
+
+// Forgets the walk, which borrows from the result; releasing the result is left to the caller.
+void PythonEventProvider::ResetWalk() {
+  iterable_stack.clear();
+  current_iterable = nullptr;
+  collection_script = nullptr;
+  collection_in_progress = 0;
+  current_item.init();
+}
+
+// Calls the script's function and keeps its result. False after a message; no result is then held.
+bool PythonEventProvider::DoCollection(unsigned char index) {
+  if (index >= script_configs.size() || script_configs[index] == nullptr) {
+    TEV_LOG(TEV_LOG_ERROR, "[python provider] internal error - invalid index/script configuration object not exist");
+    return false;
+  }
+  const ScriptConfig* script = script_configs[index];
+  if (script->function == nullptr) {
+    TEV_LOG(TEV_LOG_ERROR, "[python provider] no python function is set for script %s", script->script_path.c_str());
+    return false;
+  }
+  if (script->args_dict == nullptr) {
+    TEV_LOG(TEV_LOG_ERROR, "[python provider] internal error - could not set config dictionary of %s",
+            script->script_path.c_str());
+    return false;
+  }
+  collection_result = PyObject_CallFunctionObjArgs(script->function, script->args_dict, nullptr);
+  if (PyErr_Occurred() != nullptr) {
+    tev_python_environment_print_error();
+    Py_CLEAR(collection_result);
+    return false;
+  }
+  collection_script = script;
+  return true;
+}
+
+bool PythonEventProvider::IsEmpty(PyObject* object) const {
+  if (PyList_Check(object)) return PyList_GET_SIZE(object) == 0;
+  return PyDict_Check(object) && PyDict_Size(object) == 0;
+}
+
+// Writes the time stamp and the top-level start marker. False when either was refused or the result cannot be walked;
+// `status` tells. The result then stays held, and the next call goes on here without calling the script.
+bool PythonEventProvider::SetIterable(tev_progress_status_t* status, tev_data_serializer_t* serializer) {
+  current_item.set(nullptr, collection_result, kNoKeyId);
+  if (!current_item.value_written) {
+    *status = OnNewCollection(serializer);
+    if (*status != TEV_PROGRESS_DONE) return false;
+    current_item.value_written = 1;
+  }
+  if (!current_item.key_written) {
+    if (!OnNewIterable(collection_result, kNoKeyId, status, serializer)) return false;
+    current_item.key_written = 1;
+  }
+  current_iterable = collection_result;
+  collection_in_progress = 1;
+  return true;
+}
+
+// Writes the value of the current item, which is neither a list nor a dictionary. A bool is an int to Python, so it is
+// asked for first.
+tev_progress_status_t PythonEventProvider::WriteValue(tev_data_serializer_t* serializer) {
+  PyObject* value = current_item.value;
+  if (PyUnicode_Check(value)) return OnString(serializer);
+  if (PyBool_Check(value)) return OnBool(serializer);
+  if (PyFloat_Check(value)) return OnDouble(serializer);
+  if (PyLong_Check(value)) return OnLong(serializer);
+  TEV_LOG(TEV_LOG_ERROR, "[python provider] Got an unsupported type (%s)", "Progress");
+  return TEV_PROGRESS_ERROR;
+}
+
+// Goes to the next scalar, opening and closing lists and dictionaries on the way. True when it is current and its value
+// is to be written, or when a token was not taken (`status` tells); false when nothing is left to walk.
+bool PythonEventProvider::SetCurrent(tev_progress_status_t* status, tev_data_serializer_t* serializer) {
+  while (!iterable_stack.empty()) {
+    const bool in_dict = PyDict_Check(current_iterable);
+    switch (in_dict ? NextEntry(status, serializer) : NextItem(status, serializer)) {
+      case Step::kItemReady:
+        return true;
+      case Step::kOpened:
+        break;
+      case Step::kExhausted:
+        if (!OnEndIterable(status, serializer, in_dict ? PYTHON_EVENT_DICT_END : PYTHON_EVENT_LIST_END)) return true;
+        break;
+      case Step::kAbandoned:
+        return false;
+    }
+  }
+  return false;
+}
+
+// The next entry of the open dictionary. Its position stays before an entry until that is passed: when its scalar is to
+// be written, or its nested list or dictionary is closed.
+PythonEventProvider::Step PythonEventProvider::NextEntry(tev_progress_status_t* status,
+                                                         tev_data_serializer_t* serializer) {
+  Py_ssize_t position = iterable_stack.back().position;
+  PyObject* key = nullptr;
+  PyObject* value = nullptr;
+  if (!PyDict_Next(current_iterable, &position, &key, &value)) return Step::kExhausted;
+  current_item.set(key, value, GetKeyID(key));
+  if (!current_item.key_written) {
+    *status = OnKeyID(serializer);
+    if (*status != TEV_PROGRESS_DONE) return Step::kItemReady;
+    current_item.key_written = 1;
+  }
+  if (!IsIterable(value)) {
+    iterable_stack.back().position = position;
+    *status = TEV_PROGRESS_DONE;
+    return Step::kItemReady;
+  }
+  if (!OnNewIterable(value, current_item.key_id, status, serializer)) return Step::kItemReady;
+  current_iterable = value;
+  current_item.value_written = 1;
+  return Step::kOpened;
+}
+
+// The next item of the open list; the position as in NextEntry.
+PythonEventProvider::Step PythonEventProvider::NextItem(tev_progress_status_t* status,
+                                                        tev_data_serializer_t* serializer) {
+  const Py_ssize_t position = iterable_stack.back().position;
+  if (position >= PyList_GET_SIZE(current_iterable)) return Step::kExhausted;
+  PyObject* item = PyList_GET_ITEM(current_iterable, position);
+  if (PyList_Check(item)) {
+    TEV_LOG(TEV_LOG_ERROR, "[python provider] invalid input - found a list in a list");
+    return Step::kAbandoned;
+  }
+  current_item.set_list_item(item);
+  if (!PyDict_Check(item)) {
+    iterable_stack.back().position = position + 1;
+    *status = TEV_PROGRESS_DONE;
+    return Step::kItemReady;
+  }
+  if (!OnNewIterable(item, current_item.key_id, status, serializer)) return Step::kItemReady;
+  current_iterable = item;
+  current_item.value_written = 1;
+  return Step::kOpened;
+}
+
+// Writes the start marker of a list or dictionary and opens it. When the marker is not taken, nothing is opened.
+bool PythonEventProvider::OnNewIterable(PyObject* object, uint32_t key_id, tev_progress_status_t* status,
+                                        tev_data_serializer_t* serializer) {
+  if (!IsIterable(object)) {
+    TEV_LOG(TEV_LOG_ERROR, "called %s with a not supported iterable", "OnNewIterable");
+    *status = TEV_PROGRESS_ERROR;
+    return false;
+  }
+  if (IsOpen(object)) {
+    TEV_LOG(TEV_LOG_ERROR, "[python provider] circular reference in the result of %s",
+            collection_script->script_path.c_str());
+    *status = TEV_PROGRESS_ERROR;
+    return false;
+  }
+  // The entry comes before the token: were memory to run out behind the token, the next call would write it twice.
+  iterable_stack.emplace_back(object, key_id);
+  *status = OnDataMarker(PyDict_Check(object) ? PYTHON_EVENT_DICT_START : PYTHON_EVENT_LIST_START, key_id, serializer);
+  if (*status != TEV_PROGRESS_DONE) iterable_stack.pop_back();
+  return *status == TEV_PROGRESS_DONE;
+}
+
+// Whether a list or dictionary is one of those that the walk is in. Only what is referred to twice can be met inside
+// itself, so the search is left to those.
+bool PythonEventProvider::IsOpen(PyObject* iterable) const {
+  if (Py_REFCNT(iterable) == 1) return false;
+  for (const iterable_position_t& open : iterable_stack) {
+    if (open.iterable == iterable) return true;
+  }
+  return false;
+}
+
+// Writes the end marker of the open list or dictionary, closes it and steps its parent past it; a parent that is
+// thereby exhausted is closed too. False when a token was not taken (`status` tells): what it would have closed is
+// still open, and found exhausted again by the next call.
+bool PythonEventProvider::OnEndIterable(tev_progress_status_t* status, tev_data_serializer_t* serializer,
+                                        python_event_type_t type) {
+  while (true) {
+    current_item.key_id = iterable_stack.back().key_id;
+    if (type == PYTHON_EVENT_LIST_END) PyErr_Clear();
+    *status = OnDataMarker(type, current_item.key_id, serializer);
+    if (*status != TEV_PROGRESS_DONE) return false;
+    iterable_stack.pop_back();
+    current_item.forget();
+    if (iterable_stack.empty()) return true;
+
+    iterable_position_t& parent = iterable_stack.back();
+    current_iterable = parent.iterable;
+    current_item.key_id = parent.key_id;
+    if (PyDict_Check(current_iterable)) {
+      if (PyDict_Next(current_iterable, &parent.position, nullptr, nullptr)) return true;
+      type = PYTHON_EVENT_DICT_END;
+    } else if (PyList_Check(current_iterable)) {
+      if (++parent.position < PyList_GET_SIZE(current_iterable)) return true;
+      type = PYTHON_EVENT_LIST_END;
+    } else {
+      TEV_LOG(TEV_LOG_ERROR, "%s - unsupported iterable", "OnEndIterable");
+      *status = TEV_PROGRESS_ERROR;
+      return false;
+    }
+  }
+}

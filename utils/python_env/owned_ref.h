@@ -1,0 +1,19 @@
+// OwnedRef: a strong reference to a Python object, given back when it goes out of scope.
+//
+// Made from a new reference, and null where the call that made it failed. Only while the interpreter runs, on its
+// thread.
+
+#ifndef RUBRUF_UTILS_PYTHON_ENV_OWNED_REF_H_
+#define RUBRUF_UTILS_PYTHON_ENV_OWNED_REF_H_
+
+#define PY_SSIZE_T_CLEAN
+#include <Python.h>
+
+#include <memory>
+
+struct DecRef {
+  void operator()(PyObject* object) const { Py_DECREF(object); }
+};
+using OwnedRef = std::unique_ptr<PyObject, DecRef>;
+
+#endif  // RUBRUF_UTILS_PYTHON_ENV_OWNED_REF_H_
