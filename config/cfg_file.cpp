@@ -73,8 +73,8 @@ bool AppendScript(const tev_custom_options* dictionary, std::vector<PythonEventP
   auto script =
       std::make_unique<PythonEventProvider::ScriptConfig>(dictionary, static_cast<unsigned char>(list.size()));
   if (!script->IsSet()) return false;
-  list.push_back(script.get());
-  script.release();
+  list.push_back(nullptr);
+  list.back() = script.release();
   return true;
 }
 

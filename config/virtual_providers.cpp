@@ -22,7 +22,7 @@ constexpr char kCollectionConfigs[] = "/config/collection_configs";
 // The status of what `path` leads to. When it cannot be told, for another reason than absence, `reason` says why.
 fs::file_status StatusOf(const fs::path& path, std::string& reason) {
   boost::system::error_code error;
-  const fs::file_status status = fs::status(path, error);
+  fs::file_status status = fs::status(path, error);
   if (status.type() == fs::status_error) reason = error.message();
   return status;
 }
@@ -64,8 +64,10 @@ bool PythonEventProvider::AddVirtualProviders(const tev_custom_options* options)
 }
 
 // Fills `list` with the items of a comma-separated option, untrimmed and empty ones included.
-void PythonEventProvider::SetProviderVector(const tev_custom_options* options, std::vector<std::string>& list,
-                                            std::string key) const {
+void PythonEventProvider::SetProviderVector(
+    const tev_custom_options* options, std::vector<std::string>& list,
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): part of the signature
+    std::string key) const {
   const char* value = tev_dict_get(options, key.c_str());
   if (value != nullptr) boost::algorithm::split(list, std::string(value), boost::algorithm::is_any_of(","));
 }

@@ -33,6 +33,6 @@ uint32_t PythonEventProvider::GetKeyID(PyObject* key) {
   std::unique_ptr<char, Free> copy(strdup(text));
   if (!copy) throw std::bad_alloc();
   key_ids.emplace(copy.get(), next_key_id);
-  copy.release();
+  static_cast<void>(copy.release());  // the map's from now on
   return next_key_id++;
 }

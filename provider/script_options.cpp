@@ -35,8 +35,8 @@ bool PythonEventProvider::AddScriptConfigs(const tev_custom_options* options) {
   for (size_t index = 0; index < num_scripts; ++index) {
     auto script = std::make_unique<ScriptConfig>(options, static_cast<unsigned char>(index));
     if (!script->IsSet()) return false;
-    script_configs.push_back(script.get());
-    script.release();
+    script_configs.push_back(nullptr);
+    script_configs.back() = script.release();
     if (index == kMaxScripts - 1) {
       TEV_LOG(TEV_LOG_WARNING, "[python provider] Maximal scripts limit reached. using only 256");
       break;

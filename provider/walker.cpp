@@ -3,6 +3,8 @@
 // A refused token returns to the host with the position kept in the provider; the next progress call forms the same
 // token again. No Python code runs during a walk, so what the positions borrow stays as it was.
 
+#include <algorithm>
+
 #include "provider/provider.h"
 #include "provider/script_config.h"
 #include "utils/log/log.h"
@@ -204,10 +206,8 @@ bool PythonEventProvider::OnNewIterable(PyObject* object, uint32_t key_id, tev_p
 // itself, so the search is left to those.
 bool PythonEventProvider::IsOpen(PyObject* iterable) const {
   if (Py_REFCNT(iterable) == 1) return false;
-  for (const iterable_position_t& open : iterable_stack) {
-    if (open.iterable == iterable) return true;
-  }
-  return false;
+  return std::any_of(iterable_stack.begin(), iterable_stack.end(),
+                     [=](const iterable_position_t& open) { return open.iterable == iterable; });
 }
 
 // Writes the end marker of the open list or dictionary, closes it and steps its parent past it; a parent that is

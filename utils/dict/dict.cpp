@@ -109,6 +109,7 @@ bool Grow(tev_dict_table_t* table) {
   table->flags = new_flags;
   table->bucket_count = new_count;
   table->occupied_count = table->entry_count;
+  // NOLINTNEXTLINE(bugprone-incorrect-roundings): the formula is the layout's, and its operands are small and positive.
   table->growth_threshold = static_cast<uint32_t>(new_count * 0.77 + 0.5);
   return true;
 }

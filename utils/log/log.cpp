@@ -64,7 +64,6 @@ bool tev_init_stderr_logger(int level) {
   return true;
 }
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the name is part of the exported interface.
 void __tev_init_logger_default(void) {
   int level = 0;
   const char* text = getenv("TEV_API_LOG_LEVEL");
@@ -99,7 +98,6 @@ bool tev_init_file_logger(const char* path, int level) {
   return true;
 }
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the name is part of the exported interface.
 void _tev_log(int level, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);

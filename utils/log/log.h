@@ -37,7 +37,6 @@ TEV_EXPORT tev_log_func_t get_log_func(void);
 // Each chooses a sink and sets the level. Those that return a result return true, save where told otherwise.
 TEV_EXPORT bool tev_init_stderr_logger(int level);
 // The standard-error sink at the level that "TEV_API_LOG_LEVEL" names; level 0, which shows nothing, without one.
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the name is part of the exported interface.
 TEV_EXPORT void __tev_init_logger_default(void);
 // `identity` is kept by reference (openlog) and must outlive the sink. The sink before it is not closed.
 TEV_EXPORT bool tev_init_syslog_logger(const char* identity, int level);
@@ -47,7 +46,6 @@ TEV_EXPORT bool tev_init_file_logger(const char* path, int level);
 TEV_EXPORT bool tev_close_logger(void);
 
 // Writes one message to the current sink, whatever its level.
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the name is part of the exported interface.
 TEV_EXPORT void _tev_log(int level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 // Dumps `length` bytes at debug level, sixteen a line, in hexadecimal and as printable characters.

@@ -15,7 +15,8 @@ namespace {
 int FormatCopy(char* buffer, size_t size, const char* format, va_list values) {
   va_list copy;
   va_copy(copy, values);
-  const int length = vsnprintf(buffer, size, format, copy);
+  const int length =
+      vsnprintf(buffer, size, format, copy);  // NOLINT(clang-analyzer-valist.Uninitialized): it is copied
   va_end(copy);
   return length;
 }
@@ -61,7 +62,7 @@ char* string_concat_comma_seperated_token(const char* list, const char* token) {
   }
   size_t end = list_length;
   if (list_length != 0) {
-    memcpy(joined, list, list_length);
+    memcpy(joined, list, list_length);  // NOLINT(bugprone-not-null-terminated-result): the token ends it
     joined[end++] = ',';
   }
   memcpy(joined + end, token, token_length + 1);
