@@ -16,7 +16,7 @@ int FormatCopy(char* buffer, size_t size, const char* format, va_list values) {
   va_list copy;
   va_copy(copy, values);
   const int length =
-      vsnprintf(buffer, size, format, copy);  // NOLINT(clang-analyzer-valist.Uninitialized): it is copied
+      vsnprintf(buffer, size, format, copy);
   va_end(copy);
   return length;
 }
