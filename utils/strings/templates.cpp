@@ -15,8 +15,7 @@ namespace {
 int FormatCopy(char* buffer, size_t size, const char* format, va_list values) {
   va_list copy;
   va_copy(copy, values);
-  const int length =
-      vsnprintf(buffer, size, format, copy);
+  const int length = vsnprintf(buffer, size, format, copy);
   va_end(copy);
   return length;
 }
