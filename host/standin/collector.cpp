@@ -1,0 +1,26 @@
+// The loop around progress.
+
+#include "host/standin/collector.h"
+
+#include <iterator>
+
+namespace standin {
+
+Collection Collect(tev_event_provider_t* provider, uint32_t source_index, tev_data_serializer_t* buffer) {
+  Collection collection;
+  for (int fruitless = 0; fruitless < kMaxFruitlessCalls;) {
+    collection.status = provider->progress(provider, source_index, buffer);
+    ++collection.calls;
+    std::vector<Token> taken = buffer->Drain();
+    fruitless = taken.empty() ? fruitless + 1 : 0;
+    collection.tokens.insert(collection.tokens.end(), std::make_move_iterator(taken.begin()),
+                             std::make_move_iterator(taken.end()));
+    if (collection.status != TEV_PROGRESS_REFUSED) break;
+    ++collection.refusals;
+    collection.oversized = buffer->oversized;
+    if (collection.oversized) break;
+  }
+  return collection;
+}
+
+}  // namespace standin
