@@ -119,9 +119,10 @@ TEST_F(Log, TakesItsLevelFromTheEnvironment) {
     for (const auto& message : log.Take()) shown += message.second;
     EXPECT_EQ(shown, utilities);
     tev_log_level = -1;
+    log_hex("", 0);
+    EXPECT_EQ(tev_log_level, expected_level);
     log_hex("", 1);
     EXPECT_EQ(log.Take().size(), utilities == "3467" ? 1U : 0U);
-    EXPECT_EQ(tev_log_level, expected_level);
   }
 }
 
@@ -153,7 +154,7 @@ TEST_F(Log, TruncatesFlushesAndClosesItsFile) {
   for (const char* message : {"one", "two"}) {
     EXPECT_TRUE(tev_init_file_logger(path_.c_str(), 6));
     EXPECT_EQ(tev_log_level, 6);
-    EXPECT_EQ(Stderr([&] { _tev_log(TEV_LOG_DEBUG, "%s", message); }), "");
+    _tev_log(TEV_LOG_DEBUG, "%s", message);
     EXPECT_EQ(FileText(), Line(std::string("[debug] ") + message));
   }
   EXPECT_TRUE(tev_close_logger());

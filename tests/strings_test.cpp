@@ -130,23 +130,23 @@ TEST(HexDigits, HaveTheirValuesAndNoOtherByteHasOne) {
 }
 
 TEST(Guids, AreReadInTextOrderWithinTheirSixteenBytes) {
-  const std::string bytes("\x00\x11\x22\x33\x44\x55\x66\x77\x88\x99\xaa\xbb\xcc\xdd\xee\xff", 16);
-  const std::string guard(16, '\x5a');
+  const std::string bytes("\x01\x23\x45\x67\x89\xab\xcd\xef\x0f\x1e\x2d\x3c\x4b\x5a\x69\x78", 16);
+  const std::string guard(16, '\xee');
   std::string guid;
   const auto convert = [&](const char* text) {
     guid = guard + guard;
     return string_to_guid(text, reinterpret_cast<uint8_t*>(guid.data()));
   };
-  for (const char* text : {"00112233445566778899aabbccddeeff", "00112233-4455-6677-8899-AABBCCDDEEFF",
-                           "--0011-2233-4455667788-99aabbccddeeff-", "0-0112233445566778899aabbccddeef-f"}) {
+  for (const char* text : {"0123456789abcdef0f1e2d3c4b5a6978", "01234567-89AB-CDEF-0F1E-2D3C4B5A6978",
+                           "--0123-4567-89abcdef0f-1e2d3c4b5a6978-", "0-123456789aBcDeF0f1e2d3c4b5a697-8"}) {
     EXPECT_TRUE(convert(text)) << text;
     EXPECT_EQ(guid, bytes + guard) << text;
   }
-  for (const char* text : {"", "----", "00112233445566778899aabbccddee", "00112233445566778899aabbccddeef",
-                           "00112233445566778899aabbccddeeff0", "00112233445566778899aabbccddeeff00",
-                           "00112233445566778899aabbccddeeff001122", "{00112233-4455-6677-8899-aabbccddeeff}",
-                           "00112233 445566778899aabbccddeeff", "00112233445566778899aabbccddeeff\n",
-                           "0x112233445566778899aabbccddeeff", "00112233445566778899aabbccddeefg"}) {
+  for (const char* text : {"", "----", "0123456789abcdef0f1e2d3c4b5a69", "0123456789abcdef0f1e2d3c4b5a697",
+                           "0123456789abcdef0f1e2d3c4b5a69780", "0123456789abcdef0f1e2d3c4b5a697800",
+                           "0123456789abcdef0f1e2d3c4b5a6978001122", "{01234567-89ab-cdef-0f1e-2d3c4b5a6978}",
+                           "01234567 89abcdef0f1e2d3c4b5a6978", "0123456789abcdef0f1e2d3c4b5a6978\n",
+                           "0x23456789abcdef0f1e2d3c4b5a6978", "0123456789abcdef0f1e2d3c4b5a697g"}) {
     EXPECT_FALSE(convert(text)) << text;
     EXPECT_EQ(guid.substr(16), guard) << text;
   }
