@@ -16,8 +16,9 @@
 namespace config_dir_parser {
 
 // Parses the file at `path` and appends its record, owned by `list`. True when the file was read, also when its
-// "enable" line disables it and no record is made; `force` ignores that line. False after a message, with `list` as it
-// was, when the file cannot be read or names no usable script, when the list is full, or when memory runs out.
+// "enable" line disables it and no record is made; `force` ignores that line. False, with `list` as it was, when the
+// file cannot be read or names no usable script, when the list is full, or when memory runs out; the reason has been
+// logged, save where memory did not suffice for an option.
 bool parseCfgFile(const std::string& path, std::vector<PythonEventProvider::ScriptConfig*>& list, bool force);
 
 // Stores the option that `line` of the file at `path` sets, if it sets one. False when memory ran out.

@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "config/cfg_file.h"
+#include "provider/catch_bad_alloc.h"
 #include "utils/log/log.h"
 
 namespace {
@@ -49,7 +50,7 @@ bool config_dir_parser::parseDir(const std::string& directory, std::vector<Pytho
     TEV_LOG(TEV_LOG_ERROR, "[python provider] Could not open directory %s", directory.c_str());
     return false;
   }
-  if (!ParseEntries(listing.get(), directory, list)) {
+  if (!CatchBadAlloc(false, [&] { return ParseEntries(listing.get(), directory, list); })) {
     DestroyScriptConfigs(list);
     TEV_LOG(TEV_LOG_ERROR, "[python provider] Failed to read config directory %s", directory.c_str());
     return false;

@@ -19,11 +19,12 @@ constexpr char kEnableProviderOption[] = "enable-provider";
 constexpr char kDisableProviderOption[] = "disable-provider";
 constexpr char kCollectionConfigs[] = "/config/collection_configs";
 
-// The status of what `path` leads to. When it cannot be told, for another reason than absence, `reason` says why.
+// The status of what `path` leads to. When it cannot be told, for another reason than absence, `reason` says why. No
+// file can be there under a name that is too long.
 fs::file_status StatusOf(const fs::path& path, std::string& reason) {
   boost::system::error_code error;
   fs::file_status status = fs::status(path, error);
-  if (status.type() == fs::status_error) reason = error.message();
+  if (status.type() == fs::status_error && error != boost::system::errc::filename_too_long) reason = error.message();
   return status;
 }
 

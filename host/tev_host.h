@@ -63,7 +63,8 @@ typedef struct tev_event_provider_t {
 tev_source_array_t* tev_create_source_array(void);
 // A new source named `tag` (`length` bytes before its terminating zero); null on failure.
 tev_source_t* tev_create_default_source(const char* tag, size_t length);
-// Hands `source` over to `array`; false on failure, `source` then stays the caller's.
+// Hands `source` over to `array`. False on failure: the plug-in then destroys the array, and leaves `source` to the
+// host, whose interface has no way to destroy one.
 bool tev_source_array_append(tev_source_array_t* array, tev_source_t* source);
 // Destroys the array and the sources in it.
 void tev_destroy_source_array(tev_source_array_t* array);

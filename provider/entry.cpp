@@ -78,7 +78,7 @@ uint32_t python_event_provider_fill_record(void* /*unused*/, void* /*unused*/, v
 }  // namespace
 
 bool python_event_provider_initialize(tev_event_provider_t* provider, tev_type_system_t* type_system) {
-  return CatchBadAlloc(false, [=] { return ProviderOf(provider)->Initialize(provider, type_system); });
+  return ProviderOf(provider)->Initialize(provider, type_system);
 }
 
 tev_event_provider_t* construct_event_provider(tev_custom_options* options) {

@@ -1,7 +1,7 @@
 // The key-name registry: numbers the dictionary keys that scripts return.
 //
-// The same text has the same number for as long as the provider lives, across scripts and collections; a new text gets
-// the next one. Numbers are dense from 0 until the first finalization, and are never handed out twice.
+// The same text has the same number across scripts and collections, until a finalization; a new text gets the next one.
+// Numbers are dense from 0 until the first finalization, and are never handed out twice.
 
 #include <cstdlib>
 #include <cstring>

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "provider/catch_bad_alloc.h"
 #include "provider/provider.h"
 #include "provider/script_config.h"
 #include "utils/log/log.h"
@@ -47,14 +48,14 @@ bool PythonEventProvider::SetScriptConfigs(const tev_custom_options* options) {
     return SetScriptConfigsFromDir(directory);
   }
   if (ProviderExplicitlyEnabled(options)) return SetScriptConfigsFromOpts(options);
-  if (AddVirtualProviders(options)) return true;
+  if (CatchBadAlloc(false, [=] { return AddVirtualProviders(options); })) return true;
   TEV_LOG(TEV_LOG_INFO, "[python provider] no virtual providers found");
   DestroyScriptConfigs(script_configs);
   return false;
 }
 
 size_t PythonEventProvider::CountServedScripts() const {
-  return std::min({size_t{num_scripts}, script_configs.size(), kMaxScripts});
+  return std::min({size_t{GetNumScripts()}, script_configs.size(), kMaxScripts});
 }
 
 const std::string& PythonEventProvider::GetTagName(unsigned char index) { return script_configs[index]->GetTagName(); }

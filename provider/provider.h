@@ -82,7 +82,8 @@ class PythonEventProvider {
   bool OnNewIterable(PyObject* object, uint32_t key_id, tev_progress_status_t* status,
                      tev_data_serializer_t* serializer);
   bool OnEndIterable(tev_progress_status_t* status, tev_data_serializer_t* serializer, python_event_type_t type);
-  enum class Step { kItemReady, kOpened, kExhausted, kAbandoned };
+  // kReturn: an item is ready or a token was not taken, so the walk returns to its caller.
+  enum class Step { kReturn, kOpened, kExhausted, kAbandoned };
   Step NextEntry(tev_progress_status_t* status, tev_data_serializer_t* serializer);
   Step NextItem(tev_progress_status_t* status, tev_data_serializer_t* serializer);
   bool IsOpen(PyObject* iterable) const;
@@ -116,11 +117,11 @@ class PythonEventProvider {
   uint8_t app_id[16] = {};
   uint8_t schema_id = 0;
   uint16_t num_scripts = 1;
-  uint32_t next_key_id = 0;  // never goes back, so that a number keeps its meaning across life cycles
+  uint32_t next_key_id = 0;  // never goes back: no number stands for two texts
   uint8_t collection_in_progress = 0;
   uint8_t app_id_set = 0;
   uint8_t python_started = 0;
-  const ScriptConfig* collection_script = nullptr;  // borrowed; the script that returned `collection_result`
+  std::string collection_path;  // of the script that returned `collection_result`
 };
 
 #endif  // RUBRUF_PROVIDER_PROVIDER_H_

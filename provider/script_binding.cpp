@@ -63,6 +63,8 @@ bool PythonEventProvider::ScriptConfig::PyDictAddPairClb(const char* key, const 
 }
 
 std::string PythonEventProvider::ScriptConfig::GetStringFromScript(const char* name) {
+  // A call made beside the error of a walk under way would be taken for a failed one.
+  if (module_dict != nullptr) PyErr_Clear();
   PyObject* asked = module_dict == nullptr ? nullptr : PyDict_GetItemString(module_dict, name);  // borrowed
   if (asked == nullptr) return {};
   const OwnedRef answer(PyObject_CallFunctionObjArgs(asked, nullptr));

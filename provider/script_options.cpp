@@ -24,6 +24,8 @@ std::string FirstWord(const char* text) {
 }  // namespace
 
 bool PythonEventProvider::SetScriptConfigsFromOpts(const tev_custom_options* options) {
+  // A directory without a script, in an earlier call that failed for it, has left 0.
+  if (num_scripts == 0) num_scripts = 1;
   if (!CatchBadAlloc(false, [=] { return AddScriptConfigs(options); })) {
     DestroyScriptConfigs(script_configs);
     return false;
@@ -49,17 +51,18 @@ bool PythonEventProvider::AddScriptConfigs(const tev_custom_options* options) {
 // record has copied all argument keys, numbers included, when it was read.
 bool PythonEventProvider::AddScriptConfigDictPairClb(const char* key, const char* value, void* provider) {
   auto* self = static_cast<PythonEventProvider*>(provider);
-  int number = 0;
+  long number = 0;
   int name_at = 0;
-  // sscanf is the contract: blanks, signs and overflow before the dash mean what they mean to it.
+  // sscanf is the contract: blanks and signs before the number mean what they mean to it. A long saturates where an int
+  // would wrap round to the number of some script.
   // NOLINTNEXTLINE(cert-err34-c)
-  const int numbers_read = sscanf(key, "python-import-arg-%d-%n", &number, &name_at);
+  const int numbers_read = sscanf(key, "python-import-arg-%ld-%n", &number, &name_at);
   if (numbers_read == 1) {
     if (name_at == 0) return true;
     const std::string name = FirstWord(key + name_at);
     if (name.empty()) return true;
-    if (number < 1 || number > static_cast<int>(kMaxScripts)) {
-      TEV_LOG(TEV_LOG_ERROR, "[python provider] invalid option index %d", number);
+    if (number < 1 || number > static_cast<long>(kMaxScripts)) {
+      TEV_LOG(TEV_LOG_ERROR, "[python provider] invalid option index %ld", number);
       return false;
     }
     return self->AddToScriptConfigDict(static_cast<unsigned char>(number - 1), name.c_str(), value);

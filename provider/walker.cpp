@@ -1,7 +1,7 @@
 // The walk of a script's result: from nested lists and dictionaries to tokens, resumable at every one of them.
 //
 // A refused token returns to the host with the position kept in the provider; the next progress call forms the same
-// token again. No Python code runs during a walk, so what the positions borrow stays as it was.
+// token again. No Python code runs in a progress call once the script's function has returned.
 
 #include <algorithm>
 
@@ -18,6 +18,9 @@ bool IsIterable(PyObject* object) { return PyList_Check(object) || PyDict_Check(
 
 tev_progress_status_t PythonEventProvider::Progress(tev_data_serializer_t* serializer, unsigned char index) {
   tev_progress_status_t status = TEV_PROGRESS_DONE;
+  // A walk may leave an error pending. Raising the next one beside it would chain the two, and a walk that is stuck at
+  // one text would grow that chain with every call.
+  PyErr_Clear();
   if (!collection_in_progress) {
     if (collection_result == nullptr) {
       if (!DoCollection(index)) return TEV_PROGRESS_ERROR;
@@ -48,7 +51,6 @@ tev_progress_status_t PythonEventProvider::Progress(tev_data_serializer_t* seria
 void PythonEventProvider::ResetWalk() {
   iterable_stack.clear();
   current_iterable = nullptr;
-  collection_script = nullptr;
   collection_in_progress = 0;
   current_item.init();
 }
@@ -69,13 +71,13 @@ bool PythonEventProvider::DoCollection(unsigned char index) {
             script->script_path.c_str());
     return false;
   }
+  collection_path = script->script_path;
   collection_result = PyObject_CallFunctionObjArgs(script->function, script->args_dict, nullptr);
   if (PyErr_Occurred() != nullptr) {
     tev_python_environment_print_error();
     Py_CLEAR(collection_result);
     return false;
   }
-  collection_script = script;
   return true;
 }
 
@@ -120,7 +122,7 @@ bool PythonEventProvider::SetCurrent(tev_progress_status_t* status, tev_data_ser
   while (!iterable_stack.empty()) {
     const bool in_dict = PyDict_Check(current_iterable);
     switch (in_dict ? NextEntry(status, serializer) : NextItem(status, serializer)) {
-      case Step::kItemReady:
+      case Step::kReturn:
         return true;
       case Step::kOpened:
         break;
@@ -145,15 +147,15 @@ PythonEventProvider::Step PythonEventProvider::NextEntry(tev_progress_status_t* 
   current_item.set(key, value, GetKeyID(key));
   if (!current_item.key_written) {
     *status = OnKeyID(serializer);
-    if (*status != TEV_PROGRESS_DONE) return Step::kItemReady;
+    if (*status != TEV_PROGRESS_DONE) return Step::kReturn;
     current_item.key_written = 1;
   }
   if (!IsIterable(value)) {
     iterable_stack.back().position = position;
     *status = TEV_PROGRESS_DONE;
-    return Step::kItemReady;
+    return Step::kReturn;
   }
-  if (!OnNewIterable(value, current_item.key_id, status, serializer)) return Step::kItemReady;
+  if (!OnNewIterable(value, current_item.key_id, status, serializer)) return Step::kReturn;
   current_iterable = value;
   current_item.value_written = 1;
   return Step::kOpened;
@@ -173,9 +175,9 @@ PythonEventProvider::Step PythonEventProvider::NextItem(tev_progress_status_t* s
   if (!PyDict_Check(item)) {
     iterable_stack.back().position = position + 1;
     *status = TEV_PROGRESS_DONE;
-    return Step::kItemReady;
+    return Step::kReturn;
   }
-  if (!OnNewIterable(item, current_item.key_id, status, serializer)) return Step::kItemReady;
+  if (!OnNewIterable(item, current_item.key_id, status, serializer)) return Step::kReturn;
   current_iterable = item;
   current_item.value_written = 1;
   return Step::kOpened;
@@ -190,8 +192,7 @@ bool PythonEventProvider::OnNewIterable(PyObject* object, uint32_t key_id, tev_p
     return false;
   }
   if (IsOpen(object)) {
-    TEV_LOG(TEV_LOG_ERROR, "[python provider] circular reference in the result of %s",
-            collection_script->script_path.c_str());
+    TEV_LOG(TEV_LOG_ERROR, "[python provider] circular reference in the result of %s", collection_path.c_str());
     *status = TEV_PROGRESS_ERROR;
     return false;
   }
@@ -210,9 +211,9 @@ bool PythonEventProvider::IsOpen(PyObject* iterable) const {
                      [=](const iterable_position_t& open) { return open.iterable == iterable; });
 }
 
-// Writes the end marker of the open list or dictionary, closes it and steps its parent past it; a parent that is
-// thereby exhausted is closed too. False when a token was not taken (`status` tells): what it would have closed is
-// still open, and found exhausted again by the next call.
+// Writes the end marker of the open list or dictionary, closes it and steps its parent past it; a list that is thereby
+// exhausted is closed too, as is a dictionary that has lost its entry. False when a token was not taken (`status`
+// tells): what it would have closed is still open, and found exhausted again by the next call.
 bool PythonEventProvider::OnEndIterable(tev_progress_status_t* status, tev_data_serializer_t* serializer,
                                         python_event_type_t type) {
   while (true) {

@@ -3,8 +3,7 @@
 //
 // Conventions:
 //  1. The dictionary owns copies of all its keys and values; what it hands out are pointers into it. A value stays
-//  valid
-//     until its key is added again or the dictionary is deleted, a key until the dictionary is deleted.
+//     valid until its key is added again or the dictionary is deleted, a key until the dictionary is deleted.
 //  2. A null dictionary is accepted everywhere and never logged. Keys must not be null; values may be.
 //  3. There is no lock: reads may run together, anything else needs the dictionary for itself.
 //

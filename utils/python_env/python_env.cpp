@@ -38,7 +38,7 @@ void PromoteLibpython() {
 }
 
 // The statement that appends `directory` to sys.path, quoted by the interpreter itself so that no character of it can
-// end the literal. Null, with a Python error pending, when memory runs out.
+// end the literal. Null when memory runs out.
 Text AppendPathStatement(const char* directory) {
   OwnedRef path(PyUnicode_DecodeFSDefault(directory));
   if (!path) return nullptr;
