@@ -61,6 +61,7 @@ void PythonEventProvider::Finalize(tev_event_provider_t* /*provider*/) {
     tev_opaque_events_delete(opaque_events);
     opaque_events = nullptr;
   }
+  key_index.Clear();
   for (const auto& [name, id] : key_ids) free(name);
   key_ids.clear();
   iterable_stack.clear();

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "host/tev_host.h"
+#include "provider/key_index.h"
 #include "provider/tokens.h"
 #include "provider/walk_state.h"
 #include "utils/dict/dict.h"
@@ -121,6 +122,7 @@ class PythonEventProvider {
   uint8_t collection_in_progress = 0;
   uint8_t app_id_set = 0;
   uint8_t python_started = 0;
+  KeyIndex key_index;           // finds in `key_ids`
   std::string collection_path;  // of the script that returned `collection_result`
 };
 

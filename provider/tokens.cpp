@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "provider/provider.h"
+#include "provider/utf8.h"
 #include "utils/log/log.h"
 
 tev_progress_status_t PythonEventProvider::WriteEvent(tev_data_serializer_t* serializer, uint32_t key_id,
@@ -17,7 +18,7 @@ tev_progress_status_t PythonEventProvider::WriteEvent(tev_data_serializer_t* ser
 
 tev_progress_status_t PythonEventProvider::OnKeyID(tev_data_serializer_t* serializer) {
   Py_ssize_t size = 0;
-  const char* text = PyUnicode_AsUTF8AndSize(current_item.key, &size);
+  const char* text = Utf8(current_item.key, &size);
   if (text == nullptr) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] key name encoding of key ID %u is not UTF-8", current_item.key_id);
     return TEV_PROGRESS_ERROR;
@@ -27,7 +28,7 @@ tev_progress_status_t PythonEventProvider::OnKeyID(tev_data_serializer_t* serial
 
 tev_progress_status_t PythonEventProvider::OnString(tev_data_serializer_t* serializer) {
   Py_ssize_t size = 0;
-  const char* text = PyUnicode_AsUTF8AndSize(current_item.value, &size);
+  const char* text = Utf8(current_item.value, &size);
   if (text == nullptr) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] string encoding of key_id %u is not UTF-8", current_item.key_id);
     return TEV_PROGRESS_ERROR;

@@ -18,9 +18,6 @@ bool IsIterable(PyObject* object) { return PyList_Check(object) || PyDict_Check(
 
 tev_progress_status_t PythonEventProvider::Progress(tev_data_serializer_t* serializer, unsigned char index) {
   tev_progress_status_t status = TEV_PROGRESS_DONE;
-  // A walk may leave an error pending. Raising the next one beside it would chain the two, and a walk that is stuck at
-  // one text would grow that chain with every call.
-  PyErr_Clear();
   if (!collection_in_progress) {
     if (collection_result == nullptr) {
       if (!DoCollection(index)) return TEV_PROGRESS_ERROR;
@@ -144,7 +141,9 @@ PythonEventProvider::Step PythonEventProvider::NextEntry(tev_progress_status_t* 
   PyObject* key = nullptr;
   PyObject* value = nullptr;
   if (!PyDict_Next(current_iterable, &position, &key, &value)) return Step::kExhausted;
-  current_item.set(key, value, GetKeyID(key));
+  // Coming back to an entry after a refused token needs no new search: a key stands here with its number or not at all.
+  const bool known = key == current_item.key && current_item.key_id != kNoKeyId;
+  current_item.set(key, value, known ? current_item.key_id : GetKeyID(key));
   if (!current_item.key_written) {
     *status = OnKeyID(serializer);
     if (*status != TEV_PROGRESS_DONE) return Step::kReturn;
