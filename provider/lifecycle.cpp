@@ -65,14 +65,11 @@ void PythonEventProvider::Finalize(tev_event_provider_t* /*provider*/) {
   for (const auto& [name, id] : key_ids) free(name);
   key_ids.clear();
   iterable_stack.clear();
-  const bool python_runs = tev_python_environment_is_set() != 0;
   // A walk that was stuck may have left its error. The end of the scripts' objects may run Python code, which expects
   // none.
-  if (python_runs) PyErr_Clear();
+  if (tev_python_environment_is_set() != 0) PyErr_Clear();
   DestroyScriptConfigs(script_configs);
   ResetWalk();
-  if (python_runs) Py_XDECREF(collection_result);
-  collection_result = nullptr;
   if (python_started) {
     python_started = 0;
     if (tev_python_environment_finalize() != 0) {

@@ -1,7 +1,7 @@
 // Where a walk stands: the open lists and dictionaries, and the item being written.
 //
 // Every PyObject* here is borrowed from the result of the current collection, which the provider holds until the walk
-// ends.
+// ends. Whoever runs Python code in between holds them too (PythonEventProvider::HoldWalk).
 
 #ifndef RUBRUF_PROVIDER_WALK_STATE_H_
 #define RUBRUF_PROVIDER_WALK_STATE_H_
@@ -54,11 +54,12 @@ struct CurrentPythonData {
     value = item;
   }
 
-  // Makes the next entry a new one, whatever it is: the same key, value and key ID may come round again behind a nested
-  // list or dictionary that held them.
+  // Makes the next entry a new one, whatever it is, and leaves nothing to write of this one: the same key, value and
+  // key ID may come round again behind a nested list or dictionary that held them.
   void forget() {
     key = nullptr;
     value = nullptr;
+    value_written = 1;
   }
 };
 

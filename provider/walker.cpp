@@ -4,10 +4,12 @@
 // token again. No Python code runs in a progress call once the script's function has returned.
 
 #include <algorithm>
+#include <new>
 
 #include "provider/provider.h"
 #include "provider/script_config.h"
 #include "utils/log/log.h"
+#include "utils/python_env/owned_ref.h"
 #include "utils/python_env/python_env.h"
 
 namespace {
@@ -37,19 +39,42 @@ tev_progress_status_t PythonEventProvider::Progress(tev_data_serializer_t* seria
     if (!SetCurrent(&status, serializer)) {
       PyErr_Clear();
       ResetWalk();
-      Py_CLEAR(collection_result);
       return index < script_configs.size() ? script_configs[index]->force_sync : TEV_PROGRESS_DONE;
     }
     if (status != TEV_PROGRESS_DONE) return status;
   }
 }
 
-// Forgets the walk, which borrows from the result; releasing the result is left to the caller.
+// Forgets the walk. What it holds is given back, if its interpreter still runs.
 void PythonEventProvider::ResetWalk() {
   iterable_stack.clear();
   current_iterable = nullptr;
   collection_in_progress = 0;
   current_item.init();
+  if (tev_python_environment_is_set() == 0) {
+    collection_result = nullptr;
+    walk_holds = nullptr;
+  }
+  Py_CLEAR(collection_result);
+  Py_CLEAR(walk_holds);
+}
+
+// Keeps alive what the walk borrows while a script's code runs in the midst of it: that code may change the very lists
+// and dictionaries that the walk is in. Throws std::bad_alloc.
+void PythonEventProvider::HoldWalk() {
+  OwnedRef holds(PyList_New(0));
+  const auto hold = [&](PyObject* object) {
+    if (object != nullptr && (!holds || PyList_Append(holds.get(), object) != 0)) {
+      PyErr_Clear();
+      throw std::bad_alloc();
+    }
+  };
+  for (const iterable_position_t& open : iterable_stack) hold(open.iterable);
+  hold(current_item.key);
+  hold(current_item.value);
+  hold(walk_holds);
+  Py_XDECREF(walk_holds);
+  walk_holds = holds.release();
 }
 
 // Calls the script's function and keeps its result. False after a message; no result is then held.
@@ -216,12 +241,12 @@ bool PythonEventProvider::IsOpen(PyObject* iterable) const {
 bool PythonEventProvider::OnEndIterable(tev_progress_status_t* status, tev_data_serializer_t* serializer,
                                         python_event_type_t type) {
   while (true) {
+    current_item.forget();
     current_item.key_id = iterable_stack.back().key_id;
     if (type == PYTHON_EVENT_LIST_END) PyErr_Clear();
     *status = OnDataMarker(type, current_item.key_id, serializer);
     if (*status != TEV_PROGRESS_DONE) return false;
     iterable_stack.pop_back();
-    current_item.forget();
     if (iterable_stack.empty()) return true;
 
     iterable_position_t& parent = iterable_stack.back();
