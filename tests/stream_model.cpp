@@ -1,0 +1,150 @@
+// The generator, the Python source and the stream of a result.
+
+#include "tests/stream_model.h"
+
+#include <algorithm>
+#include <cmath>
+#include <unordered_map>
+
+namespace stream_model {
+namespace {
+
+using namespace std::string_literals;
+using standin::PayloadOf, standin::Token;
+
+const std::string kKeys[] = {"k", "z", "a", "K", "", "\u00e9", "k\0a"s, "k\0b"s, "\U0001f600", std::string(300, 'n')};
+
+Value Long(const std::string& literal, int64_t value) { return {standin::kLong, literal, PayloadOf(value)}; }
+Value Double(const std::string& literal, double value) { return {standin::kDouble, literal, PayloadOf(value)}; }
+Value String(const std::string& text) { return {standin::kString, standin::Quoted(text), text}; }
+
+const Value kScalars[] = {Long("0", 0),
+                          Long("1", 1),
+                          Long("2**63 - 1", INT64_MAX),
+                          Long("2**63", -1),
+                          Double("-0.0", -0.0),
+                          Double("1500.5", 1500.5),
+                          Double("float('inf')", HUGE_VAL),
+                          Double("float('nan')", std::nan("")),
+                          String(""),
+                          String("a\0b\0"s),
+                          String("'\"\\\n\r\t\x7f"),
+                          String("\u65e5\u672c\U0001f600"),
+                          String(std::string(300, 'x')),
+                          {standin::kTrue, "True", ""},
+                          {standin::kFalse, "False", ""}};
+
+// One result. How large, wide, deep and repetitive it becomes is drawn first.
+class Generator {
+ public:
+  explicit Generator(const Random& random)
+      : random_(random),
+        places_left_(1 << Below(9)),
+        width_(1 + Below(8)),
+        nesting_(2 + Below(6)),
+        sharing_(Below(8)),
+        keys_(1 + Below(std::size(kKeys))),
+        lists_in_lists_(Below(8) == 7) {}
+
+  Ref Container(bool is_list) {
+    Value made{is_list ? standin::kListStart : standin::kDictStart, "", ""};
+    for (uint32_t left = Below(8) == 0 ? 0 : 1 + Below(width_); left > 0; --left) {
+      const std::string key = is_list ? "" : Below(8) != 7 ? kKeys[Below(keys_)] : std::to_string(Below(5000));
+      const auto has_key = [&key](const auto& entry) { return entry.first == key; };
+      if (!is_list && std::any_of(made.entries.begin(), made.entries.end(), has_key)) continue;
+      made.entries.emplace_back(key, Any(is_list));
+    }
+    return std::make_shared<Value>(std::move(made));
+  }
+
+  uint32_t Below(size_t bound) { return random_() % static_cast<uint32_t>(bound); }
+
+ private:
+  Ref Any(bool in_list) {
+    const bool may_be_list = !in_list || lists_in_lists_;
+    if (!made_.empty() && Below(8) < sharing_) {
+      const auto [again, places] = made_[Below(made_.size())];
+      if (places <= places_left_ && (may_be_list || again->type != standin::kListStart)) {
+        places_left_ -= places;
+        return again;
+      }
+    }
+    const int before = places_left_--;
+    const bool is_nested = places_left_ > 0 && Below(8) < nesting_;
+    Ref made = is_nested ? Container(may_be_list && Below(2) != 0)
+                         : std::make_shared<Value>(kScalars[Below(std::size(kScalars))]);
+    made_.emplace_back(made, before - places_left_);
+    return made;
+  }
+
+  const Random& random_;
+  int places_left_;  // for values, which take one wherever they stand: sharing must not make the stream endless
+  const uint32_t width_, nesting_, sharing_, keys_;
+  const bool lists_in_lists_;
+  std::vector<std::pair<Ref, int>> made_;  // with the places that each takes
+};
+
+// Gives each value a variable, after those of the values in it: what is shared needs no thought, and no depth is too
+// much for Python's parser. Returns the variable's name.
+std::string Define(const Ref& value, std::unordered_map<const Value*, std::string>* names, std::string* source) {
+  if (const auto known = names->find(value.get()); known != names->end()) return known->second;
+  const bool is_dict = value->type == standin::kDictStart;
+  std::string literal = value->literal;
+  if (literal.empty()) {
+    for (const auto& [key, item] : value->entries) {
+      // What JSON escapes, Python unescapes.
+      literal += (is_dict ? standin::Quoted(key) + ": " : "") + Define(item, names, source) + ", ";
+    }
+    literal = is_dict ? "{" + literal + "}" : "[" + literal + "]";
+  }
+  const std::string name = "v" + std::to_string(names->size());
+  *source += name + " = " + literal + "\n";
+  return (*names)[value.get()] = name;
+}
+
+// Appends what stands under `key_id`. False: a list in a list, at which the stream ends.
+bool Append(const Value& value, uint32_t key_id, KeyIds* ids, std::vector<Token>* tokens) {
+  tokens->push_back({value.type, key_id, value.payload});
+  if (value.type == standin::kDictStart) {
+    for (const auto& [key, item] : value.entries) {
+      tokens->push_back({standin::kKeyName, ids->Of(key), key});
+      if (!Append(*item, ids->Of(key), ids, tokens)) return false;
+    }
+    tokens->push_back({standin::kDictEnd, key_id});
+  } else if (value.type == standin::kListStart) {
+    for (const auto& [none, item] : value.entries) {
+      if (item->type == standin::kListStart || !Append(*item, key_id, ids, tokens)) return false;
+    }
+    tokens->push_back({standin::kListEnd, key_id});
+  }
+  return true;
+}
+
+}  // namespace
+
+Ref RandomResult(const Random& random) {
+  Generator generator(random);
+  return generator.Container(generator.Below(2) != 0);
+}
+
+std::string ToPython(const Ref& value) {
+  std::string source;
+  std::unordered_map<const Value*, std::string> names;
+  const std::string name = Define(value, &names, &source);
+  return source + "result = " + name + "\n";
+}
+
+uint32_t KeyIds::Of(const std::string& key) {
+  const auto [entry, is_new] = known.try_emplace(key.c_str(), next);
+  if (is_new) ++next;
+  return entry->second;
+}
+
+std::vector<Token> Tokens(const Ref& result, KeyIds* ids) {
+  if (result->entries.empty()) return {};
+  std::vector<Token> tokens{{standin::kNewCollection, standin::kNoKey}};
+  Append(*result, standin::kNoKey, ids, &tokens);
+  return tokens;
+}
+
+}  // namespace stream_model

@@ -1,0 +1,355 @@
+// Tests of the collection walk, from what a script returns to the tokens that reach the host's writer.
+
+#include <chrono>
+#include <random>
+
+#include "host/standin/json_writer.h"
+#include "tests/provider_test_base.h"
+#include "tests/stream_model.h"
+
+namespace {
+
+using namespace std::string_literals;
+using standin::Collection, standin::Token;
+using Tokens = std::vector<Token>;
+
+// More than any stream here has: a walk that has lost its way shall end.
+constexpr size_t kEndless = 20000;
+// Takes the place of the time in a time stamp.
+const std::string kSomeTime = standin::PayloadOf(uint64_t{0});
+
+uint64_t Now() {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
+}
+
+// The types of the tokens, a blank before each.
+std::string TypeNames(const Tokens& tokens) {
+  std::string names;
+  for (const Token& token : tokens) names += " "s + standin::TypeName(token.type);
+  return names;
+}
+
+class Walker : public ProviderTest {
+ protected:
+  // Begins a life with two scripts. Each leaves its function to a file, which the test writes anew for each result; the
+  // second one asks for a forced synchronisation.
+  void Begin() {
+    const char* body = "ns = {}; exec(open(args['file'], 'rb').read(), ns); return ns.pop('result')";
+    Start({Script("first.py", body), Script("second.py", body)},
+          {{"python-import-app-id", "00112233-4455-6677-8899-aabbccddeeff"},
+           {"python-import-2-force-sync", "true"},
+           {"python-import-arg-1-file", dir_ / "result-0"},
+           {"python-import-arg-2-file", dir_ / "result-1"}});
+  }
+
+  // Makes script `index` return what these statements leave in `result`.
+  void Return(const std::string& statements, uint32_t index = 0) {
+    const std::string name = "result-" + std::to_string(index);
+    std::filesystem::remove(dir_ / name);  // some file systems flush a file to disk that is truncated and written
+    Write(name, statements);
+  }
+
+  // Collects through a writer that asks `refuse` about each token, by its number among all that it was offered. Checks
+  // what each write brings besides the token, and that time stamps tell the time of the write; takes the time out.
+  Collection Take(
+      uint32_t index = 0, const std::function<bool(size_t)>& refuse = [](size_t) { return false; }) {
+    size_t offered = 0;
+    size_t refused = 0;
+    uint64_t earliest = Now();
+    buffer_.refuse = [&](const Token& token) {
+      const standin::WriteContext& write = *buffer_.last_write;
+      EXPECT_EQ(write.schema, &type_system_.schemas.back());
+      EXPECT_EQ(write.schema_id, standin::kSchemaId);
+      EXPECT_EQ(std::string(write.app_id.begin(), write.app_id.end()),
+                "\x00\x11\x22\x33\x44\x55\x66\x77\x88\x99\xaa\xbb\xcc\xdd\xee\xff"s);
+      EXPECT_EQ(write.reserved, 0U);
+      if (token.type == standin::kNewCollection) {
+        const auto time = standin::NumberIn<uint64_t>(token);
+        EXPECT_TRUE(earliest <= time && time <= Now()) << time << " where " << earliest << " has passed";
+        while ((earliest = Now()) == time) continue;
+      }
+      const bool refuses = offered >= kEndless || refuse(offered);
+      ++offered;
+      refused += refuses;
+      return refuses;
+    };
+    Collection collection = Collect(index);
+    buffer_.refuse = nullptr;
+    EXPECT_EQ(collection.refusals, refused);
+    for (Token& token : collection.tokens) {
+      if (token.type == standin::kNewCollection) token.payload = kSomeTime;
+    }
+    return collection;
+  }
+};
+
+TEST_F(Walker, WritesTheTokensOfTheFormat) {
+  const auto stream_of = [this](const char* statements) {
+    Return(statements);
+    std::string lines;
+    for (const Token& token : Take().tokens) lines += standin::ToLine(token) + ", ";
+    return lines;
+  };
+  Begin();
+  EXPECT_EQ(stream_of("result = [{'name': 'eth0', 'up': True}, {'name': 'eth1', 'mtu': 1500.5}]"),
+            R"(10 new_collection 0xFFFFFFFF 0, 6 list_start 0xFFFFFFFF, 4 dict_start 0xFFFFFFFF, 0 key_name 0 "name", )"
+            R"(1 string 0 "eth0", 0 key_name 1 "up", 9 true 1, 5 dict_end 0xFFFFFFFF, 4 dict_start 0xFFFFFFFF, )"
+            R"(0 key_name 0 "name", 1 string 0 "eth1", 0 key_name 2 "mtu", 2 double 2 1500.5, 5 dict_end 0xFFFFFFFF, )"
+            "7 list_end 0xFFFFFFFF, ");
+  EXPECT_EQ(stream_of("result = {'ports': [1, 2]}"),
+            R"(10 new_collection 0xFFFFFFFF 0, 4 dict_start 0xFFFFFFFF, 0 key_name 3 "ports", 6 list_start 3, )"
+            "3 long 3 1, 3 long 3 2, 7 list_end 3, 5 dict_end 0xFFFFFFFF, ");
+}
+
+TEST_F(Walker, WritesEachShapeTheSameWhateverIsRefused) {
+  const struct {
+    const char* json;
+    const char* python = nullptr;  // where that is not the same
+  } kShapes[] = {{"[0, 0, 1, 1, 0]"},
+                 {R"([true, false, 1, 1.0, "1", ""])"},
+                 {R"({"k": {"k": 1}})"},
+                 {R"({"k": {"z": {"k": 1}, "k": 1}, "z": 1})"},
+                 {R"([{"k": 1}, {"k": 1}, {"k": 2}, 1, {"k": 1}])"},
+                 {R"({"": {}, "a": [], "b": [{}, {}, {"c": []}]})"},
+                 {R"({"a": {"b": [{"c": {"d": [1]}}]}})"},
+                 {R"(["\u0000a\u0000", "é", {"x\u0000y": 1, "x\u0000z": 2}])"},
+                 {R"({"l": [9223372036854775807, -1, -9223372036854775808, -1, 7], "m": -1})",
+                  "{'l': [2**63 - 1, 2**63, -2**63, -2**63 - 1, 7], 'm': -1}"},
+                 {R"({"e": {}, "f": {}, "l": [], "m": [], "d": {"e": {}, "l": [], "g": [{"k": [1]}, {"k": [1]}, {}]}})",
+                  "{'e': e, 'f': e, 'l': l, 'm': l, 'd': {'e': e, 'l': l, 'g': [g, g, e]}}"},
+                 {R"([{"k": "s", "f": 2.5}, 7, {}, {"l": [1]}])",
+                  "L([D({S('k'): S('s'), 'f': F(2.5)}), I(7), D(), {'l': L([I(1)])}])"}};
+  Begin();
+  for (const auto& [json, python] : kShapes) {
+    SCOPED_TRACE(json);
+    Return(
+        "true = True; false = False; e = {}; l = []; g = {'k': [1]}\n"
+        "S, F, I, L, D = (type('Sub', (base,), {}) for base in (str, float, int, list, dict))\n"
+        "result = "s +
+        (python ? python : json));
+    const Tokens stream = Take().tokens;
+    EXPECT_EQ(standin::ToJsonLine("", stream), R"({"source": "", "timestamp": 0, "data": )"s + json + "}");
+    size_t largest = 0;
+    for (size_t k = 0; k < stream.size(); ++k) {
+      for (const size_t times : {1U, 2U}) {
+        const Collection again = Take(0, [=](size_t number) { return number >= k && number < k + times; });
+        ASSERT_EQ(again.tokens, stream) << "token " << k << " refused " << times << " times";
+      }
+      largest = std::max(largest, stream[k].bytes());
+    }
+    for (size_t capacity = largest; capacity < 8 * largest; capacity += 5) {
+      tev_data_serializer_t bounded(capacity);
+      Tokens again = standin::Collect(provider_, 0, &bounded).tokens;
+      again.at(0).payload = kSomeTime;
+      ASSERT_EQ(again, stream) << "through a buffer of " << capacity << " bytes";
+    }
+  }
+  EXPECT_EQ(Problems(), Messages());
+}
+
+TEST_F(Walker, AgreesWithTheModel) {
+  Begin();
+  stream_model::KeyIds ids;
+  for (unsigned seed = 0; seed < 2000; ++seed) {
+    std::mt19937 random(seed);
+    const auto result = stream_model::RandomResult([&random] { return static_cast<uint32_t>(random()); });
+    Tokens expected = stream_model::Tokens(result, &ids);
+    if (!expected.empty()) expected[0].payload = kSomeTime;
+    const std::string source = stream_model::ToPython(result);
+    for (const uint32_t index : {0U, 1U}) {
+      Return(source, index);
+      const Collection collection = Take(index, [&](size_t) { return index == 1 && random() % 2 != 0; });
+      ASSERT_EQ(collection.tokens, expected) << "seed " << seed << ", script " << index << ":\n" << source;
+      ASSERT_EQ(collection.status, index == 1 && !expected.empty() ? TEV_PROGRESS_DONE_FORCE_SYNC : TEV_PROGRESS_DONE);
+    }
+  }
+}
+
+TEST_F(Walker, WalksAnyDepth) {
+  constexpr int kDepth = 100000;
+  Begin();
+  Return("result = []\nfor _ in range(" + std::to_string(kDepth) + "): result = {'k': result}");
+  const Collection collection = Collect();
+  EXPECT_EQ(collection.status, TEV_PROGRESS_DONE);
+  ASSERT_EQ(collection.tokens.size(), 3 * kDepth + 3U);
+  EXPECT_EQ(collection.tokens[2 * kDepth + 1], (Token{standin::kListStart, 0}));
+  EXPECT_EQ(collection.tokens.back(), (Token{standin::kDictEnd, standin::kNoKey}));
+}
+
+TEST_F(Walker, StaysWhereItCannotGoOnUntilFinalized) {
+  const auto errors = [](const std::string& text) { return Messages{{TEV_LOG_ERROR, text}}; };
+  const Messages no_iterable = errors("called OnNewIterable with a not supported iterable");
+  const Messages unsupported = errors("[python provider] Got an unsupported type (Progress)");
+  const Messages circular = errors("[python provider] circular reference in the result of " + dir_ / "first.py");
+  const Messages bad_key{{TEV_LOG_ERROR, "[python provider] key encoding is not UTF-8. setting key to -1"},
+                         {TEV_LOG_ERROR, "[python provider] key name encoding of key ID 4294967295 is not UTF-8"}};
+  const struct {
+    const char* result;
+    const char* taken;  // behind the time stamp
+    Messages messages;
+  } kCases[] = {
+      {"{'a': '\\ud800'}", " dict_start key_name",
+       errors("[python provider] string encoding of key_id 0 is not UTF-8")},
+      {"['x', '\\udfff']", " list_start string",
+       errors("[python provider] string encoding of key_id 4294967295 is not UTF-8")},
+      {"{'a': 1, '\\ud800': 1}", " dict_start key_name long", bad_key},
+      {"{'a': {5: 1}}", " dict_start key_name dict_start", bad_key},
+      {"None", "", no_iterable},
+      {"5", "", no_iterable},
+      {"'text'", "", no_iterable},
+      {"True", "", no_iterable},
+      {"{'a': None}", " dict_start key_name", unsupported},
+      {"{'a': {'b': b'x'}}", " dict_start key_name dict_start key_name", unsupported},
+      {"[1, (1, 2)]", " list_start long", unsupported},
+      {"[2**64, {}, {1}]", " list_start long dict_start dict_end", unsupported},
+      {"d", " dict_start key_name", circular},
+      {"{'a': [1, d]}", " dict_start key_name list_start long dict_start key_name", circular},
+      {"l", " list_start dict_start key_name", circular},
+      {"[{}, c]",
+       " list_start dict_start dict_end dict_start key_name list_start dict_start key_name dict_start key_name",
+       circular},
+  };
+  uint32_t keys = 0;
+  for (const auto& [result, taken, messages] : kCases) {
+    SCOPED_TRACE(result);
+    Begin();
+    Return("d = {}; d['d'] = d; l = [{}]; l[0]['l'] = l; c = {}; c['c'] = [{'e': {'f': c}}]\nresult = "s + result);
+    const Collection collection = Take();
+    EXPECT_EQ(collection.status, TEV_PROGRESS_ERROR);
+    EXPECT_EQ(TypeNames(collection.tokens), " new_collection"s + taken);
+    EXPECT_EQ(Problems(), messages);
+    for (const Token& token : collection.tokens) keys += token.type == standin::kKeyName;
+    for (const uint32_t index : {0U, 1U, 7U}) {
+      const Collection again = Take(index);
+      EXPECT_EQ(again.status, TEV_PROGRESS_ERROR);
+      EXPECT_EQ(again.tokens, Tokens());
+      EXPECT_EQ(Problems(), messages);
+    }
+    Finalize();
+    EXPECT_EQ(Problems(), Messages());
+  }
+  Begin();
+  Return("result = {'a': 1}");
+  EXPECT_EQ(Take().tokens.at(2).key_id, keys) << "a key without a number has used one up, or a life begun anew";
+}
+
+TEST_F(Walker, CallsAScriptThatFailedAgain) {
+  Begin();
+  for (const char* failing : {"raise ValueError('from a test')", "result", "def result(: pass", "result = 1 / 0"}) {
+    Return(failing);
+    for (int call = 0; call < 2; ++call) {
+      const Collection failed = Take();
+      EXPECT_EQ(failed.status, TEV_PROGRESS_ERROR);
+      EXPECT_EQ(failed.tokens, Tokens());
+      EXPECT_EQ(Problems(), Messages());  // the error is Python's to print
+    }
+  }
+  Return("result = [1]");
+  EXPECT_EQ(TypeNames(Take().tokens), " new_collection list_start long list_end");
+  Finalize();
+  Start({Write("uncallable.py", "collect = 5")});
+  for (int call = 0; call < 2; ++call) EXPECT_EQ(Take().status, TEV_PROGRESS_ERROR);
+  EXPECT_EQ(Problems(), Messages());
+}
+
+TEST_F(Walker, EndsAtAListInAList) {
+  const std::pair<const char*, const char*> kCases[] = {
+      {"[[1]]", " list_start"},
+      {"[1, {}, []]", " list_start long dict_start dict_end"},
+      {"{'a': {'b': [{'c': [2**64, []]}]}}",
+       " dict_start key_name dict_start key_name list_start dict_start key_name list_start long"},
+      {"l", " list_start"}};
+  Begin();
+  for (const auto& [result, taken] : kCases) {
+    Return("l = []; l.append(l); result = "s + result, 1);
+    const Collection collection = Take(1);
+    EXPECT_EQ(collection.status, TEV_PROGRESS_DONE_FORCE_SYNC) << result;
+    EXPECT_EQ(TypeNames(collection.tokens), " new_collection"s + taken);
+    EXPECT_EQ(Problems(), (Messages{{TEV_LOG_ERROR, "[python provider] invalid input - found a list in a list"}}));
+    Return("result = {'k': [7]}");
+    EXPECT_EQ(TypeNames(Take().tokens), " new_collection dict_start key_name list_start long list_end dict_end");
+  }
+}
+
+TEST_F(Walker, GoesOnUnderAnyIndexAndEndsAsTheLastOneAsks) {
+  Begin();
+  Return("result = {'a': [1]}", 0);
+  Return("result = ['second']", 1);
+  const Tokens streams[] = {Take(0).tokens, Take(1).tokens};
+  const struct {
+    uint32_t begun, ended;
+    tev_progress_status_t status;
+  } kCases[] = {{0, 0, 0}, {0, 1, 2}, {1, 0, 0}, {1, 1, 2}, {0, 2, 0}, {1, 255, 0}};
+  for (const auto& [begun, ended, status] : kCases) {
+    for (size_t k = 0; k < streams[begun].size(); ++k) {
+      buffer_.refuse = [left = k](const Token&) mutable { return left-- == 0; };
+      EXPECT_EQ(Progress(begun), TEV_PROGRESS_REFUSED);
+      EXPECT_EQ(Progress(ended), status) << "begun as " << begun << ", ended as " << ended;
+      Tokens tokens = buffer_.Drain();
+      tokens.at(0).payload = kSomeTime;
+      EXPECT_EQ(tokens, streams[begun]);
+      EXPECT_EQ(Take(1).tokens, streams[1]);
+    }
+  }
+  for (const char* empty : {"result = []", "result = {}"}) {
+    Return(empty, 1);
+    EXPECT_EQ(Take(1).status, TEV_PROGRESS_DONE);
+    EXPECT_EQ(Take(1).tokens, Tokens());
+  }
+  EXPECT_EQ(Problems(), Messages());
+  EXPECT_EQ(Take(2).status, TEV_PROGRESS_ERROR);
+  EXPECT_EQ(Problems().at(0).second,
+            "[python provider] internal error - invalid index/script configuration object not exist");
+}
+
+TEST_F(Walker, CanBeFinalizedAtAnyToken) {
+  const std::string released = dir_ / "released";
+  Tokens expected;
+  for (size_t k = 0; k <= expected.size(); ++k) {
+    Write("released", "");
+    Begin();
+    Return("class Result(dict):\n  def __del__(self): open('" + released + "', 'a').write('x')\n" +
+           "result = Result(a={'b': [1, {}], 'c': 'x'}, d=[])");
+    const Tokens stream = Take().tokens;
+    if (k == 0) expected = stream;
+    EXPECT_EQ(stream, expected) << "in life " << k;
+    EXPECT_EQ(std::filesystem::file_size(released), 1U);
+    EXPECT_EQ(Take(0, [k](size_t number) { return number >= k; }).tokens.size(), k);
+    Finalize();
+    EXPECT_EQ(std::filesystem::file_size(released), 2U);
+    EXPECT_EQ(Problems(), Messages());
+    // The next life gives the four keys new numbers.
+    for (Token& token : expected) token.key_id += token.key_id == standin::kNoKey ? 0 : 4;
+  }
+}
+
+TEST_F(Walker, KeepsNothingOfACollection) {
+  Write("leaks.py", R"(
+import sys
+sys.stderr = None  # which would fill with tracebacks
+held = {'k': [1, {'l': 'x', 'e': {}}, 2.5, True], 'm': {'k': []}}
+wrong = [held, 2**70, [held]]
+calls = 0
+def collect():
+    global calls
+    calls += 1
+    if calls % 500 == 0:
+        return [sys.getrefcount(held), sys.getrefcount(held['k']), sys.getrefcount(wrong), sys.getallocatedblocks()]
+    return (held, wrong, [{'fresh': [2**70, str(calls), {'z': {}}]}, {}], [])[calls % 5]  # or an IndexError
+)");
+  Begin();
+  Return("import leaks; result = leaks.collect()");
+  Tokens first;
+  for (size_t call = 1; call <= 3000; ++call) {
+    Tokens tokens = Take(0, [call](size_t number) { return (call + number) % 3 == 0; }).tokens;
+    if (call % 500 != 0) continue;
+    ASSERT_EQ(TypeNames(tokens), " new_collection list_start long long long long list_end") << "at call " << call;
+    if (first.empty()) first = tokens;
+    EXPECT_LE(standin::NumberIn<int64_t>(tokens[5]), standin::NumberIn<int64_t>(first[5]) + 50) << "blocks";
+    tokens[5] = first[5];
+    EXPECT_EQ(tokens, first) << "references";
+  }
+}
+
+}  // namespace
