@@ -1,0 +1,15 @@
+// The floor: what it costs to touch a result and write its tokens at all.
+
+#ifndef RUBRUF_BENCH_FLOOR_H_
+#define RUBRUF_BENCH_FLOOR_H_
+
+#define PY_SSIZE_T_CLEAN
+#include <Python.h>
+
+#include "host/tev_host.h"
+
+// Writes the tokens of `result` (borrowed) by plain recursion: no registry of key names (every key has the ID 0), no
+// way to resume, no checks.
+void WriteByRecursion(PyObject* result, tev_data_serializer_t* serializer);
+
+#endif  // RUBRUF_BENCH_FLOOR_H_
