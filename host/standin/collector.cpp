@@ -8,8 +8,13 @@ namespace standin {
 
 Collection Collect(tev_event_provider_t* provider, uint32_t source_index, tev_data_serializer_t* buffer) {
   Collection collection;
+  buffer->first_write.reset();
+  const auto start = Clock::now();
+  Clock::duration in_progress{};
   for (int fruitless = 0; fruitless < kMaxFruitlessCalls;) {
+    const auto call_start = Clock::now();
     collection.status = provider->progress(provider, source_index, buffer);
+    in_progress += Clock::now() - call_start;
     ++collection.calls;
     std::vector<Token> taken = buffer->Drain();
     fruitless = taken.empty() ? fruitless + 1 : 0;
@@ -20,6 +25,8 @@ Collection Collect(tev_event_provider_t* provider, uint32_t source_index, tev_da
     collection.oversized = buffer->oversized;
     if (collection.oversized) break;
   }
+  collection.script_time = buffer->first_write ? *buffer->first_write - start : in_progress;
+  collection.walk_time = in_progress - collection.script_time;
   return collection;
 }
 

@@ -3,6 +3,7 @@
 #ifndef RUBRUF_HOST_STANDIN_COLLECTOR_H_
 #define RUBRUF_HOST_STANDIN_COLLECTOR_H_
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -20,6 +21,9 @@ struct Collection {
   size_t calls = 0;                                     // of progress
   size_t refusals = 0;                                  // calls that ended at a refused token
   std::optional<Token> oversized;                       // a token larger than the whole buffer
+  // In progress calls: until the first write, which is when the script has returned, and from then on.
+  Clock::duration script_time{};
+  Clock::duration walk_time{};
 
   bool complete() const { return status == TEV_PROGRESS_DONE || status == TEV_PROGRESS_DONE_FORCE_SYNC; }
   // It failed with a walk under way, which the provider keeps: progress on whatever source would go on with that walk,

@@ -3,9 +3,14 @@
 #include "host/standin/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <map>
+
+#include "host/standin/growth.h"
+#include "utils/log/log.h"
 
 namespace standin {
 namespace {
@@ -41,32 +46,85 @@ OptionList ScriptOptions(const std::vector<Script>& scripts) {
   return options;
 }
 
-constexpr char kFooter[] = R"(Example:
-  rubruf-host --script load.py --tag load --arg path=/proc/loadavg --count 3 --interval 0.5
+void Require(bool condition, const std::string& option, const std::string& message) {
+  if (!condition) throw CLI::ValidationError(option, message);
+}
+
+OptionList::value_type SplitPair(const std::string& option, const std::string& text) {
+  const size_t equals = text.find('=');
+  Require(equals != 0 && equals != std::string::npos, option, "expected a name, = and a value, got " + text);
+  return {text.substr(0, equals), text.substr(equals + 1)};
+}
+
+// The value that a name stands for. Throws CLI::ValidationError, with the names, for another one.
+template <class Value>
+Value Named(const std::string& option, const std::map<std::string, Value>& values, const std::string& name) {
+  if (const auto found = values.find(name); found != values.end()) return found->second;
+  std::string names;
+  for (const auto& [known, value] : values) names += (names.empty() ? "" : ", ") + known;
+  throw CLI::ValidationError(option, "expected one of " + names + ", got " + name);
+}
+
+constexpr char kFooter[] = R"(Without a command, the options are those of run.
+"rubruf-host COMMAND --help" tells more, with an example.
+
+Exit status: 0 everything succeeded; 1 something failed, as told; 2 wrong usage.)";
+
+constexpr char kRunFooter[] = R"(Example:
+  rubruf-host run --script load.py --tag load --arg path=/proc/loadavg --count 3 --interval 0.5
 
 Standard output carries one line of JSON per collection (or the tokens); what scripts print goes to standard error,
-where the plug-in's messages are. TEV_API_LOG_LEVEL sets which are shown: 3 errors, 4 warnings (the default here),
-6 information, 7 everything. An interrupt ends the rounds; a second one ends the process at once.
-With several scripts, script N's argument NAME also reaches every script as N-NAME.
+where the plug-in's messages and the statistics are. Without --log-level, TEV_API_LOG_LEVEL sets which messages are
+shown, and warnings are where that is not set. An interrupt ends the rounds; a second one ends the process at once.
+With several scripts, script N's argument NAME also reaches every script as N-NAME.)";
 
-Exit status: 0 everything succeeded; 1 something failed, as told on standard error; 2 wrong usage.)";
+constexpr char kCheckFooter[] = R"(Example:
+  rubruf-host check --script load.py --script disks.py --arg root=/ --repeat 100
+
+Errors are what a host would stumble over; they make the exit status 1. Warnings are what it would misread. A faulty
+result is kept from the plug-in, and its script is not collected from again, so that all scripts are checked in one run.
+Memory keeps growing when, behind the first collections, it grows in nearly every part of the others.)";
+
+constexpr char kOptionsFooter[] = R"(Example:
+  rubruf-host options --script load.py --tag load --script disks.py
+
+Prints KEY=VALUE a line, for the options dictionary of a host that configures the plug-in itself.)";
 
 // Options act in the order in which they stand, since some belong to the --script before them.
 class Parser {
  public:
   Parser() {
+    app_.require_subcommand(1);
     app_.footer(kFooter);
-    AddScriptOptions();
-    AddPluginOptions();
+
+    AddCommand("run", Action::kRun, "Collect in rounds and print what arrives", kRunFooter);
+    AddLibraryOptions();
     AddRunOptions();
+
+    AddCommand("check", Action::kCheck, "Collect from each script once and report every fault with its place",
+               kCheckFooter);
+    AddLibraryOptions();
+    AddNumber(
+        "--repeat", command_.repeat, "N",
+        "Collect N times, " + std::to_string(Growth::kLeast) + " or more, and name scripts whose memory keeps growing");
+
+    AddCommand("options", Action::kOptions, "Print the host options that a command line stands for", kOptionsFooter);
+    AddFormat({{"lines", Format::kDefault}, {"json", Format::kJson}}, "lines (default) or json");
   }
 
   // Throws CLI::ParseError, also for --help.
   CommandLine Parse(int argc, char** argv) {
-    app_.parse(argc, argv);
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    const bool has_command = arguments.empty() || arguments[0].empty() || arguments[0][0] != '-';
+    if (!has_command && arguments[0] != "--help" && arguments[0] != "-h") arguments.insert(arguments.begin(), "run");
+    std::reverse(arguments.begin(), arguments.end());  // as CLI11 takes them
+    app_.parse(arguments);
+
     Require(command_.count >= 0, "--count", "must not be negative");
     Require(command_.interval >= 0 && command_.interval <= kMaxInterval, "--interval", "must be a number of seconds");
     Require(command_.buffer_bytes > 0, "--buffer-bytes", "must be positive");
+    Require(command_.repeat == 1 || command_.repeat >= int64_t{Growth::kLeast}, "--repeat",
+            "growth shows in " + std::to_string(Growth::kLeast) + " collections or more");
     Require(!scripts_.empty() || !options_.empty() || !overrides_.empty(), "nothing to collect",
             "give --script, --config-dir or an option");
     if (command_.library.empty()) command_.library = DefaultLibrary();
@@ -81,22 +139,34 @@ class Parser {
  private:
   using Handler = std::function<void(const std::string& value)>;
 
-  static void Require(bool condition, const std::string& option, const std::string& message) {
-    if (!condition) throw CLI::ValidationError(option, message);
+  // The options added from here on are the command's.
+  void AddCommand(const std::string& name, Action action, const std::string& description, const char* footer) {
+    added_ = app_.add_subcommand(name, description);
+    added_->footer(footer);
+    added_->parse_complete_callback([=] { command_.action = action; });
+    AddScriptOptions();
+    AddPluginOptions();
   }
 
-  static OptionList::value_type SplitPair(const std::string& option, const std::string& text) {
-    const size_t equals = text.find('=');
-    Require(equals != 0 && equals != std::string::npos, option, "expected a name, = and a value, got " + text);
-    return {text.substr(0, equals), text.substr(equals + 1)};
-  }
-
-  void Add(const std::string& option, const char* type, const char* help, const Handler& handler) {
-    app_.add_option_function<std::string>(option, handler, help)->trigger_on_parse()->type_name(type);
+  CLI::Option* Add(const std::string& option, const char* type, const std::string& help, const Handler& handler) {
+    return added_->add_option_function<std::string>(option, handler, help)->trigger_on_parse()->type_name(type);
   }
 
   void AddSetting(const std::string& key, const char* type, const char* help) {
     Add("--" + key, type, help, [=](auto& value) { LastScript("--" + key).settings.emplace_back(key, value); });
+  }
+
+  template <class Number>
+  void AddNumber(const std::string& option, Number& field, const char* type, const std::string& help) {
+    added_->add_option(option, field, help)->type_name(type)->capture_default_str();
+  }
+
+  void AddFlag(const std::string& option, const char* help, const std::function<void()>& handler) {
+    added_->add_flag_callback(option, handler, help)->trigger_on_parse();
+  }
+
+  void AddFormat(const std::map<std::string, Format>& formats, const std::string& help) {
+    Add("--format", "FORMAT", help, [=](auto& name) { command_.format = Named("--format", formats, name); });
   }
 
   Script& LastScript(const std::string& option) {
@@ -112,10 +182,8 @@ class Parser {
     AddSetting("tag", "TAG", "Tag of the last script: its source is called dict_TAG");
     Add("--arg", "NAME=VALUE", "Argument of the last script; may be repeated",
         [this](auto& text) { LastScript("--arg").arguments.push_back(SplitPair("--arg", text)); });
-    app_.add_flag_callback(
-            "--force-sync", [this] { LastScript("--force-sync").settings.emplace_back("force-sync", "true"); },
-            "Let the last script ask for a forced synchronisation")
-        ->trigger_on_parse();
+    AddFlag("--force-sync", "Let the last script ask for a forced synchronisation",
+            [this] { LastScript("--force-sync").settings.emplace_back("force-sync", "true"); });
   }
 
   void AddPluginOptions() {
@@ -129,18 +197,40 @@ class Parser {
         [this](auto& text) { overrides_.push_back(SplitPair("--option", text)); });
   }
 
-  void AddRunOptions() {
-    const auto add = [this](const char* option, auto& field, const char* type, const char* help) {
-      app_.add_option(option, field, help)->type_name(type)->capture_default_str();
-    };
-    add("--library", command_.library, "PATH", "Plug-in; default: librubruf.so beside this program, else the system's");
-    add("--count", command_.count, "N", "Rounds of one collection per source; 0: until interrupted");
-    add("--interval", command_.interval, "SECONDS", "Time between rounds");
-    add("--buffer-bytes", command_.buffer_bytes, "N", "Size of the buffer: a token takes 16 bytes and its payload");
-    app_.add_flag("--tokens", command_.tokens, "Print the tokens, one a line, instead of JSON");
+  void AddLibraryOptions() {
+    static const std::map<std::string, int> kLevels = {{"error", TEV_LOG_ERROR},
+                                                       {"warning", TEV_LOG_WARNING},
+                                                       {"info", TEV_LOG_INFO},
+                                                       {"debug", TEV_LOG_DEBUG},
+                                                       {"0", 0},
+                                                       {"1", 1},
+                                                       {"2", 2},
+                                                       {"3", 3},
+                                                       {"4", 4},
+                                                       {"5", 5},
+                                                       {"6", 6},
+                                                       {"7", 7}};
+    Add("--library", "PATH", "Plug-in; default: librubruf.so beside this program, else the system's",
+        [this](auto& path) { command_.library = path; });
+    Add("--log-level", "LEVEL", "The plug-in's messages to show: error, warning, info, debug, or 0 to 7",
+        [this](auto& name) { command_.log_level = Named("--log-level", kLevels, name); });
   }
 
-  CLI::App app_{"Runs Python scripts through the plug-in as a telemetry host would, and shows what arrives."};
+  void AddRunOptions() {
+    AddNumber("--count", command_.count, "N", "Rounds of one collection per source; 0: until interrupted");
+    AddNumber("--interval", command_.interval, "SECONDS", "Time between rounds");
+    AddNumber("--buffer-bytes", command_.buffer_bytes, "N",
+              "Size of the buffer: a token takes 16 bytes and its payload");
+    AddFormat({{"json", Format::kJson}, {"pretty", Format::kPretty}, {"tokens", Format::kTokens}},
+              "json (default): a line per collection; pretty: indented; tokens: one a line");
+    AddFlag("--tokens", "Short for --format tokens", [this] { command_.format = Format::kTokens; });
+    AddFlag("--stats", "Tell the cost of each collection on standard error, and sum it up at the end",
+            [this] { command_.stats = true; });
+  }
+
+  CLI::App app_{"Runs Python scripts through the plug-in as a telemetry host would, and shows what arrives.",
+                "rubruf-host"};
+  CLI::App* added_ = nullptr;  // the command whose options are being added
   CommandLine command_;
   std::vector<Script> scripts_;
   OptionList options_;

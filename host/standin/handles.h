@@ -4,6 +4,7 @@
 #define RUBRUF_HOST_STANDIN_HANDLES_H_
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -17,6 +18,8 @@
 #include "host/tev_host.h"
 
 namespace standin {
+
+using Clock = std::chrono::steady_clock;
 
 // The number that the type system gives to every schema: neither 0 nor the schema's own number.
 constexpr uint8_t kSchemaId = 0x5A;
@@ -90,6 +93,8 @@ struct tev_data_serializer_t {
   std::optional<standin::Token> oversized;
   // Asked about each token that would fit; null refuses none.
   std::function<bool(const standin::Token&)> refuse;
+  // When the first token came, taken or refused, since this was last reset.
+  std::optional<standin::Clock::time_point> first_write;
   // Of the last write, taken or refused.
   std::optional<standin::WriteContext> last_write;
 };

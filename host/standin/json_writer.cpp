@@ -128,4 +128,30 @@ std::string ToJsonLine(const std::string& tag, const std::vector<Token>& tokens)
   return std::move(writer).Finish();
 }
 
+std::string Indented(const std::string& json) {
+  std::string lines;
+  size_t depth = 0;
+  const auto begin_line = [&] { lines.append("\n").append(2 * depth, ' '); };
+  bool in_text = false;
+  for (size_t i = 0; i < json.size(); ++i) {
+    const char c = json[i];
+    if (in_text) {
+      lines += c;
+      if (c == '\\') lines += json[++i];
+      in_text = c != '"';
+      continue;
+    }
+    const bool closes = c == '}' || c == ']';
+    if (closes) --depth;
+    if (closes && lines.back() != '{' && lines.back() != '[') begin_line();
+    if (c != ' ' || lines.back() == ':') lines += c;
+    in_text = c == '"';
+    const bool opens = c == '{' || c == '[';
+    if (opens) ++depth;
+    const bool empty = opens && (json[i + 1] == '}' || json[i + 1] == ']');
+    if (c == ',' || (opens && !empty)) begin_line();
+  }
+  return lines;
+}
+
 }  // namespace standin

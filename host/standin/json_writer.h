@@ -16,6 +16,9 @@ namespace standin {
 // markers in pairs, a key name before each value of a dictionary, and each key ID the one under which the token stands.
 std::string ToJsonLine(const std::string& tag, const std::vector<Token>& tokens);
 
+// JSON without line ends as indented lines, without the last line end. Needs no stack for nested values either.
+std::string Indented(const std::string& json);
+
 }  // namespace standin
 
 #endif  // RUBRUF_HOST_STANDIN_JSON_WRITER_H_

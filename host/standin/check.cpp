@@ -1,0 +1,175 @@
+// The check, from the configuration to the growth of memory. What is looked for inside Python is in checker.py.
+
+#include "host/standin/check.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "host/standin/check_report.h"
+#include "host/standin/checker_source.h"
+#include "host/standin/growth.h"
+#include "host/standin/hosted_provider.h"
+#include "host/standin/interrupt.h"
+#include "host/standin/output.h"
+#include "host/standin/python_module.h"
+
+namespace standin {
+namespace {
+
+using nlohmann::json;
+
+void Add(const json& found, CheckedScript* checked) {
+  const Findings errors{found["errors"][0], found["errors"][1]};
+  if (errors.count > 0) checked->sound = false;
+  checked->errors.Add(errors);
+  checked->warnings.Add(Findings{found["warnings"][0], found["warnings"][1]});
+}
+
+// The options choose one of three ways to configure scripts; in two of them .cfg files do it.
+bool ConfiguredByFiles(const OptionList& options) {
+  std::map<std::string, std::string> values;
+  for (const auto& [key, value] : options) values[key] = value;
+  return values.count("python-import-config-dir") > 0 || values["enable-provider"].find("python") == std::string::npos;
+}
+
+class Checker {
+ public:
+  // Starts Python and imports the scripts. The plug-in must outlive the object.
+  Checker(const Plugin& plugin, const OptionList& options)
+      : scripts_(Checked(Survey(plugin, options), options)), module_(plugin, "rubruf_checker", kCheckerSource) {
+    for (const CheckedScript& checked : scripts_) {
+      const json request = {{"path", checked.script.path}, {"function", checked.script.function}};
+      module_.Call("bind", request.dump(-1, ' ', false, json::error_handler_t::replace));
+    }
+  }
+
+  // Has the provider bind the scripts. False, after a complaint, when it fails.
+  bool Start(HostedProvider& provider) {
+    bool started = true;
+    try {
+      provider.Initialize();
+      NameSources(provider.Sources());
+    } catch (const std::runtime_error& error) {
+      std::cerr << "rubruf-host: " << error.what() << std::endl;
+      started = false;
+    }
+    const json findings = json::parse(module_.Call("release", ""));
+    for (size_t i = 0; i < scripts_.size(); ++i) Add(findings[i], &scripts_[i]);
+    return started;
+  }
+
+  // Collects from each script `times` times, as long as that is without a fault.
+  void Collect(HostedProvider& provider, int64_t times) {
+    for (uint32_t index = 0; index < scripts_.size(); ++index) {
+      CheckedScript& checked = scripts_[index];
+      Growth blocks(static_cast<size_t>(times));
+      Growth resident(static_cast<size_t>(times));
+      // Script by script: in rounds, what one leaves to be released by the next would show as growth of the one.
+      for (int64_t i = 0; i < times && checked.sound && !Interrupted(); ++i) {
+        if (!CollectOnce(provider, index)) return;
+        if (times > 1) Measure(&blocks, &resident);
+      }
+      Judge(blocks, 1, "the interpreter's memory", "blocks", &checked);
+      Judge(resident, 1024, "resident memory", "KiB", &checked);
+    }
+  }
+
+  const std::vector<CheckedScript>& scripts() const { return scripts_; }
+
+ private:
+  static std::vector<CheckedScript> Checked(std::vector<ConfiguredScript> scripts, const OptionList& options) {
+    const char* const configuration = ConfiguredByFiles(options) ? "its .cfg file" : "the options";
+    std::vector<CheckedScript> checked;
+    for (ConfiguredScript& script : scripts) {
+      CheckedScript& added = checked.emplace_back();
+      added.tag_origin = script.tag_configured() ? configuration : "get_tag or the path";
+      added.script = std::move(script);
+    }
+    return checked;
+  }
+
+  void NameSources(const std::vector<std::string>& sources) {
+    std::map<std::string, std::string> paths;
+    for (size_t i = 0; i < scripts_.size() && i < sources.size(); ++i) {
+      CheckedScript& checked = scripts_[i];
+      checked.source = sources[i];
+      if (!checked.script.tag_configured()) {
+        checked.tag_origin = checked.source == checked.script.tag ? "a hash of the path" : "get_tag";
+      }
+      const auto [first, is_new] = paths.emplace(checked.source, checked.script.path);
+      if (is_new) continue;
+      checked.errors.Add(checked.script.path + ": " + first->second + " has the same tag: give each script its own");
+    }
+  }
+
+  // False when the provider is stuck.
+  bool CollectOnce(HostedProvider& provider, uint32_t index) {
+    CheckedScript& checked = scripts_[index];
+    const Collection collection = provider.Collect(index, &buffer_);
+    const json found = json::parse(module_.Call("take", ""));
+    ++checked.collections;
+    checked.tokens = collection.tokens.size();
+    if (!found.is_null()) {
+      checked.seconds += found["seconds"].get<double>();
+      // A warning comes again with each collection.
+      if (checked.collections == 1 || found["errors"][0] > 0) Add(found, &checked);
+    }
+    if (found.is_null() || !collection.complete()) {
+      checked.errors.Add(checked.script.path + ": the collection failed, and no fault was found in its result");
+      checked.sound = false;
+    }
+    return !collection.stuck();
+  }
+
+  void Measure(Growth* blocks, Growth* resident) const {
+    const json amounts = json::parse(module_.Call("memory", ""));
+    blocks->Add(amounts[0]);
+    resident->Add(amounts[1]);
+  }
+
+  static void Judge(const Growth& growth, double unit_size, const char* what, const char* unit,
+                    CheckedScript* checked) {
+    const std::optional<double> per_collection = growth.PerCollection();
+    if (!per_collection) return;
+    char amount[32];
+    snprintf(amount, sizeof amount, "%.1f", *per_collection / unit_size);
+    checked->errors.Add(checked->script.path + ": " + what + " keeps growing, by " + amount + " " + unit +
+                        " per collection: something keeps what each call makes");
+  }
+
+  std::vector<CheckedScript> scripts_;
+  PythonModule module_;
+  tev_data_serializer_t buffer_;
+};
+
+bool WantsColour() {
+  const char* no_colour = std::getenv("NO_COLOR");
+  return isatty(STDOUT_FILENO) == 1 && (!no_colour || *no_colour == '\0');
+}
+
+}  // namespace
+
+bool Check(const CommandLine& command) {
+  const bool colour = WantsColour();
+  Output output;
+  const Plugin plugin(command.library);
+  SetLogLevel(plugin, command.log_level);
+  CatchInterrupts();
+  Checker checker(plugin, command.options);
+  HostedProvider provider(plugin, command.options);
+  const bool started = checker.Start(provider);
+  if (started) checker.Collect(provider, command.repeat);
+  const auto& scripts = checker.scripts();
+  output.Write(ReportText(scripts, colour));
+  return started &&
+         std::all_of(scripts.begin(), scripts.end(), [](auto& checked) { return checked.errors.count == 0; });
+}
+
+}  // namespace standin

@@ -1,0 +1,15 @@
+// rubruf-host check: collects from each script and reports everything that a host would stumble over, with its place.
+
+#ifndef RUBRUF_HOST_STANDIN_CHECK_H_
+#define RUBRUF_HOST_STANDIN_CHECK_H_
+
+#include "host/standin/command_line.h"
+
+namespace standin {
+
+// True when there is no fault; warnings do not count. Throws std::runtime_error when the plug-in cannot be used.
+bool Check(const CommandLine& command);
+
+}  // namespace standin
+
+#endif  // RUBRUF_HOST_STANDIN_CHECK_H_

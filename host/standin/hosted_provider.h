@@ -1,0 +1,42 @@
+// The plug-in's provider, from its construction to its finalization.
+
+#ifndef RUBRUF_HOST_STANDIN_HOSTED_PROVIDER_H_
+#define RUBRUF_HOST_STANDIN_HOSTED_PROVIDER_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/standin/collector.h"
+#include "host/standin/handles.h"
+#include "host/standin/host_options.h"
+#include "host/standin/plugin.h"
+
+namespace standin {
+
+// Sets the plug-in's log level. Without one, TEV_API_LOG_LEVEL decides, and warnings are shown where that is not set.
+void SetLogLevel(const Plugin& plugin, std::optional<int> level);
+
+// The provider is the plug-in's only one: one object at a time. All operations but Collect throw std::runtime_error
+// when the plug-in fails, which it explains in its log.
+class HostedProvider {
+ public:
+  HostedProvider(const Plugin& plugin, const OptionList& options);
+  ~HostedProvider() { provider_->finalize(provider_); }
+  HostedProvider(const HostedProvider&) = delete;
+  HostedProvider& operator=(const HostedProvider&) = delete;
+
+  void Initialize();
+  // The names of the sources, in the order of their indexes.
+  std::vector<std::string> Sources();
+  Collection Collect(uint32_t source_index, tev_data_serializer_t* buffer);
+
+ private:
+  tev_event_provider_t* provider_;
+  tev_type_system_t type_system_;
+};
+
+}  // namespace standin
+
+#endif  // RUBRUF_HOST_STANDIN_HOSTED_PROVIDER_H_

@@ -1,0 +1,54 @@
+// The few functions of CPython that this takes, all of them the same in every version.
+
+#include "host/standin/python_module.h"
+
+#include <stdexcept>
+
+namespace standin {
+namespace {
+
+constexpr int kFileInput = 257;  // Py_file_input: the source of a module
+
+}  // namespace
+
+void PythonModule::Release::operator()(void* object) const { plugin->Symbol<void (*)(void*)>("Py_DecRef")(object); }
+
+void PythonModule::Stop::operator()(const Plugin* plugin) const {
+  plugin->Symbol<int (*)()>("tev_python_environment_finalize")();
+}
+
+PythonModule::PythonModule(const Plugin& plugin, const char* name, const char* source)
+    : call_(nullptr, Release{&plugin}) {
+  if (plugin.Symbol<int (*)()>("tev_python_environment_init")() != 0) {
+    throw std::runtime_error("the plug-in cannot start its interpreter");
+  }
+  interpreter_.reset(&plugin);
+  const auto compile = plugin.Symbol<void* (*)(const char*, const char*, int)>("Py_CompileString");
+  const auto execute = plugin.Symbol<void* (*)(const char*, void*)>("PyImport_ExecCodeModule");
+  const Object code = Own(compile(source, name, kFileInput), name);
+  const Object module = Own(execute(name, code.get()), name);
+  // Found once: a search by the characters of a name leaves an entry in Python's cache of attributes each time, which
+  // would look like memory that a script keeps.
+  call_ = Own(plugin.Symbol<void* (*)(void*, const char*)>("PyObject_GetAttrString")(module.get(), "call"), name);
+}
+
+std::string PythonModule::Call(const char* function, const std::string& text) const {
+  const Plugin& plugin = *interpreter_;
+  // A walk may leave an error pending, which would be taken for one of this call.
+  plugin.Symbol<void (*)()>("PyErr_Clear")();
+  const auto call = plugin.Symbol<void* (*)(void*, const char*, ...)>("PyObject_CallFunction");
+  const Object answer = Own(call(call_.get(), "ss", function, text.c_str()), function);
+  const char* answer_text = plugin.Symbol<const char* (*)(void*)>("PyUnicode_AsUTF8")(answer.get());
+  if (!answer_text) throw std::runtime_error(std::string(function) + " returned no text");
+  return answer_text;
+}
+
+PythonModule::Object PythonModule::Own(void* object, const char* what) const {
+  if (!object) {
+    interpreter_->Symbol<void (*)()>("PyErr_Print")();
+    throw std::runtime_error(std::string("Python failed in ") + what + ": its error stands above");
+  }
+  return Object(object, Release{interpreter_.get()});
+}
+
+}  // namespace standin

@@ -1,0 +1,16 @@
+// rubruf-host run: collects in rounds and prints what arrives.
+
+#ifndef RUBRUF_HOST_STANDIN_RUN_H_
+#define RUBRUF_HOST_STANDIN_RUN_H_
+
+#include "host/standin/command_line.h"
+
+namespace standin {
+
+// True when every collection succeeded; what did not is told on standard error. Throws std::runtime_error when the
+// plug-in cannot be used.
+bool Run(const CommandLine& command);
+
+}  // namespace standin
+
+#endif  // RUBRUF_HOST_STANDIN_RUN_H_
