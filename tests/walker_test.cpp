@@ -352,4 +352,52 @@ def collect():
   }
 }
 
+// A stuck walk raises the same error with every call. None may hold on to the one before.
+TEST_F(Walker, DoesNotGrowWhereItIsStuck) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "the sanitizer keeps freed memory for a while, which is a growth of its own";
+#endif
+  const auto resident_pages = [] {
+    size_t size = 0;
+    size_t resident = 0;
+    std::ifstream("/proc/self/statm") >> size >> resident;
+    return resident;
+  };
+  log_.Take();
+  for (const char* result : {"result = {'a': '\\ud800'}", "result = {'\\ud800': 1}"}) {
+    Begin();
+    Return(result);
+    size_t after_warm_up = 0;
+    for (int call = 0; call < 20000; ++call) {
+      ASSERT_EQ(Progress(), TEV_PROGRESS_ERROR);
+      log_.Take();
+      if (call == 2000) after_warm_up = resident_pages();
+    }
+    EXPECT_LT(resident_pages(), after_warm_up + 256) << result;
+    Finalize();
+  }
+}
+
+// get-sources may run a script's code in the midst of a walk, where that may change what the walk is in; and an error
+// that the walk has left may not spoil the script's answer.
+TEST_F(Walker, OutlivesATagFunctionThatTakesItsResultApart) {
+  for (size_t refused = 1; refused < 9; ++refused) {
+    Start({Script("first.py", "return result", R"(
+result = [2**70, {'k': {'l': ['text' * 3, {'m': 1}]}, 'n': [1, {}]}, 'end']
+def get_tag():
+    result[1].clear()
+    result.clear()
+    return 'mine'
+)")});
+    buffer_.refuse = [refused, number = size_t{0}](const Token&) mutable { return number++ == refused; };
+    EXPECT_EQ(Progress(), TEV_PROGRESS_REFUSED);
+    EXPECT_EQ(SourceTags(), std::vector<std::string>{"dict_mine"});
+    buffer_.refuse = nullptr;
+    EXPECT_EQ(Collect().status, TEV_PROGRESS_DONE);
+    buffer_.Drain();
+    Finalize();
+    std::filesystem::remove(dir_ / "first.py");
+  }
+}
+
 }  // namespace
