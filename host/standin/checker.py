@@ -155,7 +155,8 @@ def _path(place):
             node, in_dict, step = node
             plain = in_dict and _is(step, str) and str.isidentifier(step)
             steps.append("." + str.__str__(step) if plain else "[%s]" % _shown(step))
-        return "".join(reversed(steps)).lstrip(".") or "the result"
+        path = "".join(reversed(steps)).lstrip(".") or "the result"
+        return path if len(path) <= 200 else path[:100] + "..." + path[-97:]
 
     return text
 

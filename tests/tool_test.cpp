@@ -1,0 +1,153 @@
+// rubruf-host, run as its users run it: what it prints, and its exit status.
+
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "tests/provider_test_base.h"
+
+namespace {
+
+class ToolTest : public ::testing::Test {
+ protected:
+  ToolTest() {
+    // Freed memory is to look free; and the tool unloads CPython, which keeps some to the end of the process.
+    setenv("ASAN_OPTIONS", "quarantine_size_mb=0:detect_leaks=0", 1);
+    setenv("PYTHONDONTWRITEBYTECODE", "1", 1);  // a changed script is imported anew, whatever the clock's grain
+    std::filesystem::create_directory(dir_ / "b");
+  }
+
+  void Write(const std::string& name, const std::string& text) { std::ofstream(dir_ / name) << text; }
+
+  // Runs the tool in the test's directory; its output, both kinds unless told otherwise, ends with its exit status.
+  std::string Run(const std::string& arguments, const std::string& redirection = "2>&1") {
+    const char* library = getenv("RUBRUF_LIBRARY");
+    const std::string command = "cd " + dir_ / "" + " && " RUBRUF_HOST_PATH " " + arguments;
+    const std::string loaded = std::string(" --library ") + (library ? library : RUBRUF_LIBRARY_PATH) + " ";
+    // NOLINTNEXTLINE(cert-env33-c): the command is ours
+    FILE* pipe = popen((command + (arguments.find("options") == 0 ? " " : loaded) + redirection).c_str(), "r");
+    std::string out;
+    for (int c = 0; (c = fgetc(pipe)) != EOF;) out += static_cast<char>(c);
+    return out + "status " + std::to_string(WEXITSTATUS(pclose(pipe)));
+  }
+
+  static void ExpectAll(const std::vector<std::string>& texts, const std::string& out) {
+    for (const auto& text : texts) EXPECT_NE(out.find(text), std::string::npos) << text << "\n" << out;
+  }
+
+  TempDir dir_;
+};
+
+TEST_F(ToolTest, CheckNamesEveryFaultOfAResultWithItsPlace) {
+  const std::string e = "error: dict_x: ";
+  const std::string w = "warning: dict_x: ";
+  const std::pair<std::string, std::vector<std::string>> cases[] = {
+      // what the script returns; what is said of it
+      {"{'disks': [{}, {'name': None, 'size': (1,), 'raw': b''}]}",
+       {e + "disks[1].name: None is not supported", e + "disks[1].size: the type tuple", e + "disks[1].raw: the type"}},
+      {"[1, [2, {'a': [[None]]}]]",
+       {e + "[1]: a list in a list", e + "[1][1].a[0]: a list in a list", e + "[1][1].a[0][0]: None is not"}},
+      {"{'a b': {5: object(), 10 ** 5000: 1, '\\ud800': '\\udc80'}}",
+       {e + "['a b']: the key 5 is not text", e + "['a b'][5]: the type object", e + "['a b']: the key of type int is",
+        e + "['a b']: the key '\\ud800' has no UTF-8", e + "['a b']['\\ud800']: the text '\\udc80' has no UTF-8"}},
+      {"7", {e + "the result: the type int is not supported: return a list or dictionary"}},
+      {"LOOP", {e + "up[0]: circular reference"}},
+      {"DEEP", {e + "a.a.a.", ".a.end: None is not supported"}},
+      {"{'n': [2 ** 63, -2 ** 63, 2 ** 63 - 1], 'a\\0b': 1, 'a\\0c': 2}",
+       {", 13 tokens\n", w + "n[0]: an integer of more", w + "the result: the keys 'a\\x00b' and", "status 0"}},
+      {"Odd({'a': [True, 1.5, Odd()], Text('b'): Text('c'), 'again': [ONE, ONE]})",
+       {"x.py\n  collect(p=v=w), tag from the options: ", "status 0"}},
+      {"1 / 0", {e + "x.py:8, in collect: ZeroDivisionError: division by zero", "status 1"}},
+      {"sys.exit(7)", {e + "x.py:8, in collect: SystemExit: 7 ends the host's process: leave with return"}},
+  };
+  for (const auto& [result, said] : cases) {
+    Write("x.py", R"(import sys
+class Odd(dict): __class__ = list
+class Text(str): __str__ = None
+ONE, LOOP, DEEP = {}, {}, {'end': None}
+LOOP['up'] = [LOOP]
+for _ in range(100000): DEEP = {'a': DEEP}
+def collect(args):
+    return )" + result);
+    const std::string out = Run("check --script x.py --tag x --arg p=v=w");
+    ExpectAll(said, out);
+    const auto findings = std::count_if(said.begin(), said.end(), [](auto& text) { return text.find(": dict_x") < 8; });
+    EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 3 + findings) << out;
+  }
+}
+
+TEST_F(ToolTest, CheckFindsTheFaultsOfAllScriptsInOneRun) {
+  const std::string collect = "def collect(args): return [None] * 50\n";
+  Write("tagged.py", "def get_tag(): return 'good'\n" + collect);
+  Write("b/tagged.py", collect);
+  Write("json.py", collect);
+  Write("raises.py", "def get_tag(): return 1 / 0\n" + collect);
+  Write("needs.py", "\nimport rubruf_none\n");
+  Write("syntax.py", "def collect(args):\n    return {\n");
+  Write("other.py", "collect = 5\n");
+  Write("quits.py", "raise SystemExit(5)\n");
+  std::string command = "check";
+  for (const char* script : {"tagged.py", "b/tagged.py", "raises.py", "json.py", "needs.py", "syntax.py", "none.py",
+                             "other.py", "other.py --function go --tag t", "quits.py --tag t"})
+    command += std::string(" --script ") + script;
+  ExpectAll(
+      {"error: dict_good: [19]: None", "  and 30 more errors\n", "dict_good: b/tagged.py: importing tagged gives ",
+       "dict_good: b/tagged.py: tagged.py has the same tag", "dict_good: tagged.py\n  collect(), tag from get_tag:",
+       "py:1, in get_tag: ZeroDivisionError: division by zero: the tag is made",
+       "collect(), tag from a hash of the path",
+       ": json.py: has the name of a standard-library module and is never imported: rename the file",
+       ": needs.py:2, in <module>: ModuleNotFoundError: No module named 'rubruf_none'", ": syntax.py:2: SyntaxError: ",
+       ": other.py: collect is not a function", "dict_t: other.py: there is no function go: ", ": none.py: there is no",
+       "dict_t: quits.py:1, in <module>: SystemExit: 5", "dict_t: quits.py: other.py has the same tag",
+       "10 scripts: 110 errors, 1 warning\nstatus 1"},
+      Run(command));
+}
+
+TEST_F(ToolTest, CheckTellsMemoryThatKeepsGrowingFromMemoryThatFillsUp) {
+  Write("objects.py", "kept = []\ndef collect(args):\n    kept.extend(([], []))\n    return {'n': len(kept)}\n");
+  Write("bytes.py", "kept = []\ndef collect(args):\n    kept.append(b'x' * 40960)\n    return {'a': 1}\n");
+  Write("steady.py", R"(kept = []
+def collect(args):
+    loop = []
+    loop.append(loop)
+    kept[8:] = [b'x' * 40960]
+    return [{'text': 'x' * 1000, 'n': i} for i in range(300)]
+)");
+  const std::string out = Run("check --script objects.py --script bytes.py --script steady.py --tag s --repeat 40");
+  ExpectAll({"objects.py: the interpreter's memory keeps growing, by 2.0 blocks per collection",
+             "bytes.py: resident memory keeps growing, by ", "dict_s: steady.py\n", "status 1"},
+            out);
+  EXPECT_EQ(out.find("error: dict_s"), std::string::npos) << out;
+}
+
+TEST_F(ToolTest, RunPrintsTheFormatThatIsAskedFor) {
+  Write("x.py", "print('noise')\ndef collect(args): return {'a': [1, {}, 'x\\\\\"{'], 'b': []}\n");
+  const std::string script = "--script x.py --tag x ";
+  ExpectAll({R"({"source": "dict_x", )", R"("data": {"a": [1, {}, "x\\\"{"], "b": []}})"}, Run(script, "2>/dev/null"));
+  ExpectAll(
+      {R"({  "source": "dict_x",  )", R"("data": {    "a": [      1,      {},      "x\\\"{"    ],    "b": []  }})"},
+      Run("run --format pretty " + script, "2>/dev/null | tr -d '\\n'"));
+  ExpectAll({"3\nstatus 0"}, Run("--tokens --count 3 --interval 0 " + script, "2>/dev/null | grep -c 'string 0 \"x'"));
+  ExpectAll(
+      {"dict_x: script ", " ms, 13 tokens, 230 bytes, 2 refusals\n", "refusals\ndict_x       2  ", "  4\nstatus 0"},
+      Run("run --stats --count 2 --interval 0 --buffer-bytes 90 " + script, "2>&1 >/dev/null"));
+  ExpectAll({"[info] [python provider]"}, Run(script + "--log-level info"));
+  EXPECT_EQ(Run(script + "--log-level 4").find("[info]"), std::string::npos);
+}
+
+TEST_F(ToolTest, TellsHostOptionsAndWrongUsage) {
+  const std::string scripts = "options --script a.py --tag t --arg x=1=2 --force-sync --script b.py ";
+  EXPECT_EQ(Run(scripts + "--option enable-provider=python,x"),
+            "enable-provider=python,x\npython-import-num-scripts=2\npython-import-1-file=a.py\npython-import-1-tag=t\n"
+            "python-import-1-force-sync=true\npython-import-arg-1-x=1=2\npython-import-2-file=b.py\nstatus 0");
+  EXPECT_EQ(Run("options --config-dir 'd\"' --format json"), R"({"python-import-config-dir":"d\""})"
+                                                             "\nstatus 0");
+  for (const char* wrong : {"", "collect", "run", "run --format xml --script x.py", "check --repeat 3 --script x.py",
+                            "--log-level loud --script x.py", "--tag t --script x.py", "options --stats"})
+    ExpectAll({"status 2"}, Run(wrong));
+  for (const std::string command : {"run ", "check ", "options "})
+    ExpectAll({"Example:\n  rubruf-host " + command, "status 0"}, Run(command + "--help"));
+}
+
+}  // namespace
