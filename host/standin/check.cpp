@@ -168,7 +168,7 @@ bool Check(const CommandLine& command) {
   if (started) checker.Collect(provider, command.repeat);
   const auto& scripts = checker.scripts();
   output.Write(ReportText(scripts, colour));
-  return started &&
+  return started && !Interrupted() &&
          std::all_of(scripts.begin(), scripts.end(), [](auto& checked) { return checked.errors.count == 0; });
 }
 
