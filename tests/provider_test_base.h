@@ -11,6 +11,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -36,11 +37,39 @@ class TempDir {
   std::filesystem::path path_;
 };
 
+// The library's messages as its code words them, for comparisons with what was caught.
+namespace messages {
+
+inline LogCatcher::Messages::value_type Provider(int level, const std::string& text) {
+  return {level, "[python provider] " + text};
+}
+inline auto Error(const std::string& text) { return Provider(TEV_LOG_ERROR, text); }
+inline auto Warning(const std::string& text) { return Provider(TEV_LOG_WARNING, text); }
+inline auto Info(const std::string& text) { return Provider(TEV_LOG_INFO, text); }
+inline auto Debug(const std::string& text) { return Provider(TEV_LOG_DEBUG, text); }
+inline LogCatcher::Messages::value_type EnvironmentError(const std::string& text) {
+  return {TEV_LOG_ERROR, "[python environment] " + text};
+}
+
+// Logged for each script that names no function.
+inline const auto kDefaultFunction =
+    Debug("no argument specified for 'python-import-function'. taking default ('collect')");
+
+// What is logged when the scripts cannot be configured: `causes`, and then what follows from them.
+inline LogCatcher::Messages Refusal(LogCatcher::Messages causes) {
+  causes.insert(causes.end(), {Error("could not parse all scripts options"), Error("could not read options")});
+  return causes;
+}
+
+}  // namespace messages
+
 class ProviderTest : public ::testing::Test {
  protected:
   using Options = standin::OptionList;
   using Messages = LogCatcher::Messages;
 
+  // Without compiled files, a script that is written anew is also read anew.
+  ProviderTest() { setenv("PYTHONDONTWRITEBYTECODE", "1", 1); }
   ~ProviderTest() override {
     Finalize();
     EXPECT_EQ(tev_source_array_t::live, 0);
@@ -70,14 +99,30 @@ class ProviderTest : public ::testing::Test {
     if (provider_ != nullptr) provider_->finalize(provider_);
   }
 
-  // Constructs and initializes with scripts of these paths and more options.
-  void Start(const std::vector<std::string>& scripts, Options options = {}) {
+  // Options that enable the provider by name and hold these "key=value" pairs, with ';' between, less "python-import-".
+  static Options Keys(const std::string& pairs) {
+    Options options{{"enable-provider", "python"}};
+    std::istringstream stream(pairs);
+    for (std::string pair; std::getline(stream, pair, ';');) {
+      const size_t equals = pair.find('=');
+      options.emplace_back("python-import-" + pair.substr(0, equals), pair.substr(equals + 1));
+    }
+    return options;
+  }
+
+  // Constructs with scripts of these paths and more options.
+  void Configure(const std::vector<std::string>& scripts, Options options = {}) {
     options.emplace_back("enable-provider", "python");
     options.emplace_back("python-import-num-scripts", std::to_string(scripts.size()));
     for (size_t i = 0; i < scripts.size(); ++i) {
       options.emplace_back("python-import-" + std::to_string(i + 1) + "-file", scripts[i]);
     }
     ASSERT_TRUE(Construct(options));
+    log_.Take();
+  }
+  // The same, and initializes.
+  void Start(const std::vector<std::string>& scripts, const Options& options = {}) {
+    ASSERT_NO_FATAL_FAILURE(Configure(scripts, options));
     ASSERT_TRUE(Initialize());
     log_.Take();
   }
@@ -93,6 +138,39 @@ class ProviderTest : public ::testing::Test {
 
   tev_progress_status_t Progress(uint32_t index = 0) { return provider_->progress(provider_, index, &buffer_); }
   standin::Collection Collect(uint32_t index = 0) { return standin::Collect(provider_, index, &buffer_); }
+
+  // The first text that a collection brings; "(none)" without one.
+  std::string FirstText(uint32_t index = 0) {
+    for (const auto& token : Collect(index).tokens) {
+      if (token.type == standin::kString) return token.payload;
+    }
+    return "(none)";
+  }
+
+  // The tag of a script that names none.
+  static std::string HashTag(const std::string& path) {
+    return "dict_" + std::to_string(std::hash<std::string>{}(path));
+  }
+
+  // What get-sources logs of the scripts: path (less `directory`), function, force-sync, tag (nothing for the one of
+  // HashTag) and arguments, with '|' between, and ';' between scripts.
+  std::string LoggedScripts(const std::string& directory = "") {
+    log_.Take();
+    SourceTags();
+    std::string scripts, path;
+    for (const auto& [level, text] : log_.Take()) {
+      if (text.size() < 39 || text.find("\t\t") == std::string::npos) continue;
+      const std::string value = text.substr(39);
+      if (text.find("script path:") != std::string::npos) {
+        path = value;
+        const size_t cut = path.compare(0, directory.size(), directory) == 0 ? directory.size() : 0;
+        scripts += (scripts.empty() ? "" : ";") + path.substr(cut);
+      } else {
+        scripts += "|" + (value == HashTag(path) ? "" : value);
+      }
+    }
+    return scripts;
+  }
 
   // The messages at error and warning level since the last call, for comparisons that other levels would drown.
   Messages Problems() {

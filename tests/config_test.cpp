@@ -1,0 +1,278 @@
+// Tests of the configuration from files: the .cfg format, the directory scan, virtual providers, and repeated calls of
+// the entry in all routes.
+
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <random>
+
+#include "tests/provider_test_base.h"
+
+namespace {
+
+using namespace messages;
+using namespace std::string_literals;
+namespace fs = std::filesystem;
+
+class ConfigTest : public ProviderTest {
+ protected:
+  ~ConfigTest() override { EXPECT_EQ(CountOpenFiles(), open_files_); }
+
+  static Options Directory(const std::string& path) { return {{"python-import-config-dir", path}}; }
+
+  // A new directory with one file, "x.cfg", and its path with a "/" behind.
+  std::string DirectoryOf(const std::string& cfg) {
+    const std::string name = std::to_string(++directories_) + "/";
+    fs::create_directory(dir_ / name);
+    Write(name + "x.cfg", cfg);
+    return dir_ / name;
+  }
+
+  // The tags of the sources without their "dict_".
+  std::string Tags() {
+    std::string tags;
+    for (const std::string& tag : SourceTags()) tags += tag.substr(5);
+    return tags;
+  }
+
+ private:
+  static std::ptrdiff_t CountOpenFiles() { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); }
+
+  const std::ptrdiff_t open_files_ = CountOpenFiles();
+  int directories_ = 0;
+};
+
+TEST_F(ConfigTest, ReadsLines) {
+  std::string many = "arg-big=" + std::string(3 << 20, 'b') + "\narg-big=small\n";
+  for (int i = 0; i < 50000; ++i) many += "some-key-" + std::to_string(i) + "=some value\n";
+  std::mt19937 random(1);  // NOLINT(cert-msc32-c,cert-msc51-cpp): what fails once shall fail again
+  std::string noise(1 << 20, '\0');
+  for (char& byte : noise) byte = static_cast<char>(random());
+  const std::string plain = "x.py|collect|false|";
+  const auto expect = [&](const std::string& text, const std::string& script) {
+    const std::string directory = DirectoryOf(text);
+    const Messages none{Warning("no files found/all scripts are disabled in configuration directory " + directory)};
+    EXPECT_EQ(Construct(Directory(directory)), !script.empty()) << text.substr(0, 40);
+    EXPECT_EQ(Problems(), script.empty() ? Refusal(none) : Messages()) << text.substr(0, 40);
+    EXPECT_EQ(script.empty() ? "" : LoggedScripts(directory), script) << text.substr(0, 40);
+    Finalize();
+  };
+  for (const std::string& text : {""s, " \n\t\v\f\r\n\n"s, noise, "enable=1"s, "enable = True "s, "Enable=false"s,
+                                  "enable=false\nenable=true"s, "enable\narg-x\n"s, "1-function=\ntag=\n"s}) {
+    expect(text, plain);
+  }
+  expect(many, plain + "|big=small");
+  for (const char* text : {"enable=false", "enable=0", "enable=yes", "enable="}) expect(text, "");
+  for (const auto& path : {"/opt/s.py"s, "sub/s.py"s, "../lib//./s.py"s})
+    expect("file=" + path, path + plain.substr(4));
+  expect(
+      "file = s.py\r\nfunction = run\r\n tag = t=u \r\nforce-sync\t= true\r\n\r\narg-x = hello world \r\narg-y=a=b\r",
+      "s.py|run|true|dict_t=u|x=hello world|y=a=b");
+  expect("file=a.py\nfile=b.py\ntag=a\ntag=b\n1-file=z.py", "b.py|collect|false|dict_b");
+  expect("arg-2-x=1\narg-=2\nunknown=3\n=4\n=", plain + "|=2|2-x=1");
+  const std::string directory = DirectoryOf("file=\n\n \n# note\n  #note\n#arg-y=1\r\nword");
+  log_.Take();
+  ASSERT_TRUE(Construct(Directory(directory)));
+  EXPECT_EQ(log_.Take(), (Messages{Debug("ignoring line without '=' in " + directory + "x.cfg"), kDefaultFunction}));
+  EXPECT_EQ(LoggedScripts(), directory.substr(0, directory.size() - 1) + "|collect|false|");
+}
+
+TEST_F(ConfigTest, ScansVisibleRegularFilesInListingOrder) {
+  const std::string directory = DirectoryOf("file=s.py\ntag=x");
+  for (const char* name : {"sub.cfg", "elsewhere"}) fs::create_directory(directory + name);
+  for (const std::string name : {"a.cfg", "b.cfg", "x.tar.cfg", ".hidden.cfg", "x.cfg.bak", "x.CFG", "xcfg",
+                                 "sub.cfg/y.cfg", "elsewhere/link.cfg"}) {
+    std::ofstream(directory + name) << "enable=" << (name != "b.cfg")
+                                    << "\nfile=s.py\ntag=" << fs::path(name).stem().c_str();
+  }
+  ASSERT_EQ(mkfifo((directory + "pipe.cfg").c_str(), 0600), 0);
+  fs::create_symlink("elsewhere/link.cfg", directory + "link.cfg");
+  fs::create_symlink("elsewhere", directory + "dirlink.cfg");
+  std::string scripts;
+  for (const auto& entry : fs::directory_iterator(directory)) {
+    const std::string tag = entry.path().stem();
+    const bool served =
+        entry.path().extension() == ".cfg" && (tag == "x" || tag == "a" || tag == "x.tar" || tag == "link");
+    if (served) scripts += (scripts.empty() ? "s.py|collect|false|dict_" : ";s.py|collect|false|dict_") + tag;
+  }
+  ASSERT_EQ(chdir((directory + "elsewhere").c_str()), 0);
+  for (const std::string& path : {directory, directory.substr(0, directory.size() - 1), ".."s, "../elsewhere/../"s}) {
+    ASSERT_TRUE(Construct(Directory(path))) << path;
+    EXPECT_EQ(LoggedScripts(path.back() == '/' ? path : path + '/'), scripts) << path;
+    Finalize();
+  }
+}
+
+TEST_F(ConfigTest, FailsTheScanWithMessagesInOrder) {
+  const std::string dangling = DirectoryOf("enable=0");
+  fs::create_symlink("nowhere", dangling + "README");
+  const std::string unreadable = DirectoryOf("");
+  fs::permissions(unreadable + "x.cfg", fs::perms(0));
+  fs::permissions(dir_ / "", fs::perms(0755));
+  const auto fail = [this](const std::string& path, const Messages& causes) {
+    EXPECT_FALSE(Construct(Directory(path))) << path;
+    EXPECT_EQ(log_.Take(), Refusal(causes));
+  };
+  const uid_t user = geteuid();
+  ASSERT_EQ(user == 0 ? seteuid(65534) : 0, 0) << "root may read everything";
+  for (const std::string& path : {""s, dir_ / "none", dangling + "x.cfg"})
+    fail(path, {Error("Could not open directory " + path)});
+  fail(dangling, {Error("stat error"), Error("Failed to read config directory " + dangling)});
+  fail(unreadable,
+       {Error("Could not open file " + unreadable + "x.cfg"), Error("Failed to read config directory " + unreadable)});
+  ASSERT_EQ(seteuid(user), 0);
+}
+
+TEST_F(ConfigTest, Takes256EnabledFiles) {
+  const std::string directory = DirectoryOf("enable=0");
+  for (int i = 0; i < 256; ++i) std::ofstream(directory + std::to_string(i) + ".cfg") << "function=run\nenable=1";
+  ASSERT_TRUE(Construct(Directory(directory)));
+  EXPECT_EQ(SourceTags().size(), 256u);
+  Finalize();
+  log_.Take();
+  std::ofstream(directory + "x.cfg") << "function=run";
+  EXPECT_FALSE(Construct(Directory(directory)));
+  EXPECT_EQ(log_.Take(),
+            Refusal({Error("Too much scripts enabled"), Error("Failed to read config directory " + directory)}));
+  EXPECT_EQ(Tags(), "");
+}
+
+TEST_F(ConfigTest, RepeatedCallsAddToTheList) {
+  const std::string script = Script("s.py", "return [repr(args)]");
+  const std::string keys = "tag=k;file=" + script;
+  const Options files = Directory(DirectoryOf("tag=d\narg-x=1\nforce-sync=1\nfile=" + script));
+  const Options empty = Directory(DirectoryOf("enable=0"));
+  const std::string broken = DirectoryOf("tag=b");
+  fs::create_symlink("nowhere", broken + "README");
+  // No more sources than are counted, though there be more scripts.
+  const auto step = [this](const Options& options, bool constructed, const char* tags) {
+    EXPECT_EQ(Construct(options), constructed) << tags;
+    EXPECT_EQ(Tags(), tags);
+    for (uint32_t index = 0; index < 256; ++index) EXPECT_EQ(Progress(index), TEV_PROGRESS_ERROR);
+  };
+  step(Keys(keys + ";num-scripts=1"), true, "k");
+  step(files, true, "kd");
+  step(files, true, "kdd");
+  step(Keys(keys), true, "kdd");
+  step(empty, true, "kddkkk");
+  step(Keys(keys + ";arg-0-x="), false, "kddkkk");
+  step(Directory(dir_ / "none"), false, "kddkkk");
+  step(Keys("file="), false, "");
+  step(files, true, "d");
+  step(Directory(broken), false, "");
+  step(empty, false, "");
+  step(Keys(keys), true, "k");
+  step(files, true, "kd");
+  ASSERT_TRUE(Initialize());
+  EXPECT_EQ(FirstText(0) + FirstText(1), "{}{'x': '1'}");
+  EXPECT_EQ(Collect(1).status, TEV_PROGRESS_DONE_FORCE_SYNC);
+}
+
+// Gives this process a "/config" that nobody else sees: a mount namespace of its own, and a root in it that holds what
+// the real one does. Nothing of it is left when the process ends. False, with errno, where the kernel forbids it.
+bool EnterRootWithConfig() {
+  const uid_t user = geteuid();
+  const gid_t group = getegid();
+  if (unshare(CLONE_NEWNS) != 0) {
+    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
+    std::ofstream("/proc/self/setgroups") << "deny";
+    std::ofstream("/proc/self/uid_map") << "0 " << user << " 1";
+    std::ofstream("/proc/self/gid_map") << "0 " << group << " 1";
+  }
+  const fs::path root = "/sys";  // a place that is there, and that no test needs
+  if (mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return false;
+  if (mount("tmpfs", root.c_str(), "tmpfs", 0, nullptr) != 0) return false;
+  for (const auto& entry : fs::directory_iterator("/")) {
+    const fs::path inside = root / entry.path().filename();
+    if (entry.path() == root || entry.path() == "/config") continue;
+    if (entry.is_symlink()) {
+      fs::copy_symlink(entry.path(), inside);
+    } else if (entry.is_directory()) {
+      fs::create_directory(inside);
+      if (mount(entry.path().c_str(), inside.c_str(), nullptr, MS_BIND | MS_REC, nullptr) != 0) return false;
+    }
+  }
+  for (const char* name : {"config", "sys"}) fs::create_directory(root / name);
+  return chroot(root.c_str()) == 0 && chdir("/") == 0;
+}
+
+class VirtualProviderTest : public ConfigTest {
+ protected:
+  void SetUp() override {
+    if (!EnterRootWithConfig()) GTEST_SKIP() << "no mount namespace with a /config: " << strerror(errno);
+  }
+
+  void ExpectRefusal(const Options& options, Messages causes) {
+    EXPECT_FALSE(Construct(options));
+    causes.insert(causes.begin(), Debug("Adding virtual providers"));
+    causes.push_back(Info("no virtual providers found"));
+    EXPECT_EQ(log_.Take(), Refusal(causes));
+    EXPECT_EQ(provider_ == nullptr ? "" : Tags(), "");
+  }
+
+  static Options Enable(const std::string& names) { return {{"enable-provider", names}}; }
+  void AddFile(const std::string& name, const std::string& text) {
+    fs::create_directories(kDirectory);
+    std::ofstream(kDirectory / name) << text;
+  }
+
+  const fs::path kDirectory = "/config/collection_configs";
+};
+
+TEST_F(VirtualProviderTest, NeedsTheDirectoryAndAFile) {
+  const auto without = Debug("Did not find default configuration directory (/config/collection_configs)");
+  const std::string status = "Could not get the status of /config/collection_configs";
+  const std::string loop = ": Too many levels of symbolic links";
+  ExpectRefusal({{"python-import-file", "a.py"}}, {without});
+  std::ofstream(kDirectory) << "no directory";
+  ExpectRefusal(Enable("a"), {without});
+  fs::remove(kDirectory);
+  fs::create_symlink(kDirectory, kDirectory);
+  ExpectRefusal(Enable("a"), {Debug(status + loop), without});
+  fs::remove(kDirectory);
+  AddFile("a.cfg", "tag=a\nfunction=run");
+  ExpectRefusal({{"disable-provider", "a"}}, {});
+  for (const char* names : {"", ",", "b,c", " a", "A"}) ExpectRefusal(Enable(names), {});
+  ExpectRefusal(Enable(std::string(300, 'a')), {});
+  fs::create_symlink("loop.cfg", kDirectory / "loop.cfg");
+  const Messages causes{Info("Added provider a"), Error(status + "/loop.cfg" + loop),
+                        Error("Could not add virtual provider loop")};
+  for (int round = 0; round < 2; ++round) {
+    ExpectRefusal(Enable("a,loop,b"), causes);
+    ASSERT_TRUE(Construct(Enable("a,b")));
+    ASSERT_TRUE(Construct(Enable("a")));
+    EXPECT_EQ(Tags(), "aa") << "a further call adds";
+    log_.Take();
+  }
+  std::string all = "a";
+  for (int i = 1; i < 256; ++i) all += ",a";
+  Messages too_many(254, Info("Added provider a"));
+  too_many.insert(too_many.end(), {Error("Too much scripts enabled"), Error("Could not add 'a' provider"),
+                                   Error("Could not add virtual provider a")});
+  ExpectRefusal(Enable(all), too_many);
+}
+
+TEST_F(VirtualProviderTest, ServesEveryNameWithAFile) {
+  AddFile("temperature.cfg", "enable=false\narg-disabled=own");
+  AddFile(" fans.cfg", "tag=fans\narg-disabled=own");
+  AddFile("temp.cfg", "file=s.py\nfunction=run");
+  AddFile("target", "function=run");
+  fs::create_symlink("target", kDirectory / "link.cfg");
+  fs::create_symlink("nowhere", kDirectory / "dangling.cfg");
+  fs::create_directory(kDirectory / "folder.cfg");
+  Options options = Enable("temperature,gone, fans,,temp,link,folder,dangling");
+  options.emplace_back("disable-provider", "temperature.cpu,fans,temperature, temperature,temp");
+  ASSERT_TRUE(Construct(options));
+  EXPECT_EQ(log_.Take(), (Messages{Debug("Adding virtual providers"), kDefaultFunction,
+                                   Info("Added provider temperature"), kDefaultFunction, Info("Added provider  fans"),
+                                   Info("Added provider temp"), Info("Added provider link")}));
+  EXPECT_EQ(LoggedScripts(kDirectory.string() + "/"),
+            "temperature.py|collect|false||disabled=temperature.cpu,temperature;"
+            " fans.py|collect|false|dict_fans|disabled=own;"
+            "s.py|run|false||disabled=temperature.cpu,temperature,temp;link.py|run|false|");
+}
+
+}  // namespace

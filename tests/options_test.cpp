@@ -1,0 +1,126 @@
+// Tests of the options: the route they choose, the keys of a script, its arguments, and the configuration log.
+
+#include "tests/provider_test_base.h"
+
+namespace {
+
+using namespace messages;
+using OptionsTest = ProviderTest;
+
+const auto kUnread = Error("could not read options");
+
+TEST_F(OptionsTest, ReadsTheNumberOfScriptsAsStrtolDoes) {
+  const std::pair<std::string, size_t> kCases[] = {
+      {"256", 256}, {"1", 1}, {"3 scripts", 3}, {"4294967297", 1}, {" \t2", 2}, {"+2", 2},
+      {"0x10", 0},  {"", 0},  {"257", 0},       {"0", 0},          {"-1", 0},   {"abc", 0}};  // 0: refused
+  for (const auto& [text, count] : kCases) {
+    EXPECT_EQ(Construct(Keys("file=a.py;num-scripts=" + text)), count != 0) << text;
+    Messages expected(count, kDefaultFunction);
+    if (count == 256) expected.push_back(Warning("Maximal scripts limit reached. using only 256"));
+    if (count == 0) {
+      expected = {Error("invalid value of 'python-import-num-scripts' - expected an integer in range [1, 256]"),
+                  kUnread};
+    }
+    EXPECT_EQ(log_.Take(), expected) << text;
+    EXPECT_TRUE(count != 0 || Construct(Keys("file=a.py"))) << "the number is 1 again";
+    EXPECT_EQ(SourceTags().size(), count == 0 ? 1 : count) << text;
+    Finalize();
+    log_.Take();
+  }
+}
+
+TEST_F(OptionsTest, RefusesWithMessagesInOrder) {
+  const auto no_file = Error("Invalid argument for 'python-import-file' - Please specify an existing python file path");
+  ASSERT_TRUE(Construct(Keys("file=a.py")));
+  const auto refuse = [&](const char* keys, size_t read, const Messages::value_type& message, size_t left) {
+    Finalize();
+    log_.Take();
+    EXPECT_FALSE(Construct(Keys(keys)));
+    Messages expected(read, kDefaultFunction);
+    expected.push_back(message);
+    EXPECT_EQ(log_.Take(), Refusal(expected)) << keys;
+    EXPECT_EQ(SourceTags().size(), left) << keys;
+  };
+  refuse("num-scripts=1", 0, no_file, 0);
+  refuse("file=;1-file=a.py", 0, no_file, 0);
+  refuse("num-scripts=2;1-file=a.py;02-file=b.py", 1, no_file, 0);
+  refuse("num-scripts=1;file=a.py;arg-0-x=1", 1, Error("invalid option index 0"), 1);
+  refuse("file=a.py;arg--1-x=1", 1, Error("invalid option index -1"), 1);
+  refuse("file=a.py;arg-257-x=1", 1, Error("invalid option index 257"), 1);
+  refuse("file=a.py;arg-4294967297-x=1", 1, Error("invalid option index 4294967297"), 1);
+  refuse("num-scripts=3;file=a.py;arg-4-x=1", 3, Error("invalid index 4"), 3);
+  refuse("num-scripts=2;file=a.py;arg-256-x=1", 2, Error("invalid index 256"), 2);
+}
+
+TEST_F(OptionsTest, ReadsTheKeysOfEachScript) {
+  auto options = Keys(
+      "num-scripts=4;1-file=a.py;2-file=b.py;3-file=c.py;4-file=d.py;1-function=run;2-function=;"
+      "1-force-sync=True;2-force-sync=1;3-force-sync=yes;1-tag=;3-tag=net;argument=none");
+  options.emplace_back("enable-provider", "foo,my_python_provider");
+  ASSERT_TRUE(Construct(options));
+  EXPECT_EQ(log_.Take(), Messages(3, kDefaultFunction));
+  EXPECT_EQ(LoggedScripts(), "a.py|run|true|;b.py|collect|true|;c.py|collect|false|dict_net;d.py|collect|false|");
+  Finalize();
+  ASSERT_TRUE(Construct(Keys("num-scripts=1;file=plain.py;1-file=numbered.py;tag=plain;1-tag=numbered")));
+  EXPECT_EQ(LoggedScripts(), "plain.py|collect|false|dict_plain");
+}
+
+TEST_F(OptionsTest, HandsArgumentsToTheScriptsTheyName) {
+  const std::string sorted = Script("sorted.py", "return [repr({k: args[k] for k in sorted(args)})]");
+  const auto expect = [&](const std::string& keys, const std::vector<std::string>& arguments) {
+    Start(std::vector<std::string>(arguments.size(), sorted), Keys(keys));
+    for (uint32_t i = 0; i < arguments.size(); ++i) EXPECT_EQ(FirstText(i), arguments[i]) << keys;
+    Finalize();
+  };
+  expect("", {"{}"});
+  expect("arg-x=1", {"{'x': '1'}"});
+  expect("arg-x=1", {"{'x': '1'}", "{'x': '1'}"});
+  expect("arg-2-x=5", {"{'2-x': '5'}", "{'2-x': '5', 'x': '5'}"});
+  expect("arg-+2-x=a", {"{'+2-x': 'a'}", "{'+2-x': 'a', 'x': 'a'}"});
+  expect("arg- 2-x=a", {"{' 2-x': 'a'}", "{' 2-x': 'a', 'x': 'a'}"});
+  expect("arg-1- x y=a", {"{'1- x y': 'a', 'x': 'a'}"});
+  expect("arg- x y=a", {"{' x y': 'a', 'x': 'a'}"});
+  expect("arg- x y=a", {"{' x y': 'a'}", "{' x y': 'a'}"});
+  expect("arg-5=a;arg-5x=b;arg-5-=c;arg-=d;argument=e", {"{'': 'd', '5': 'a', '5-': 'c', '5x': 'b'}"});
+  const std::string name(200, 'n');
+  expect("arg-1-" + name + "=a", {"{'1-" + name + "': 'a', '" + name + "': 'a'}"});
+}
+
+TEST_F(OptionsTest, TakesNullValues) {
+  standin::HostOptions options(Library(), Keys("1-file=" + Script("echo.py", "return [repr(args)]")));
+  for (const char* key : {"app-id", "num-scripts", "config-dir", "file", "tag", "arg-x"}) {
+    options.Add((std::string("python-import-") + key).c_str(), nullptr);
+  }
+  provider_ = Library().Construct(options.get());
+  ASSERT_NE(provider_, nullptr) << "an option without a value counts as absent";
+  ASSERT_TRUE(Initialize());
+  EXPECT_EQ(FirstText(), "{'x': None}");
+  EXPECT_EQ(LoggedScripts(dir_ / ""), "echo.py|collect|false||x=(null)");
+}
+
+TEST_F(OptionsTest, LogsTheConfigurationAtInfoLevel) {
+  const std::string app_id = "00112233-4455-6677-8899-aabbccddeeff";
+  ASSERT_TRUE(Construct(Keys("file=a.py;function=run;force-sync=1;tag=t;arg-x=1;arg-y=2;app-id=" + app_id)));
+  SourceTags();
+  EXPECT_EQ(log_.Take(), (Messages{Info("App ID: " + app_id), Info("Number of scripts: 1"), Info("\tscript #0:"),
+                                   Info("\t\tscript path:       a.py"), Info("\t\tfunction name:     run"),
+                                   Info("\t\tforce_sync:        true"), Info("\t\ttag:               dict_t"),
+                                   Info("\t\tscript dictionary:"), Info("\t\t                   x=1"),
+                                   Info("\t\t                   y=2")}));
+  EXPECT_FALSE(Construct(Keys("app-id=none;num-scripts=0")));
+  EXPECT_EQ(log_.Take(), (Messages{Error("invalid app ID 'none'"), kUnread}));
+  SourceTags();
+  EXPECT_EQ(log_.Take().at(0), Info("App ID: 00000000-0000-0000-0000-000000000000"));
+  *Library().Symbol<int*>("tev_log_level") = TEV_LOG_WARNING;
+  SourceTags();
+  EXPECT_EQ(log_.Take(), Messages());
+}
+
+TEST_F(OptionsTest, ComparesTheLevelSignedButForTheUtilities) {
+  *Library().Symbol<int*>("tev_log_level") = -5;
+  ASSERT_TRUE(Construct(Keys("file=a.txt")));
+  EXPECT_FALSE(Initialize());
+  EXPECT_EQ(log_.Take(), Messages{EnvironmentError("Invalid input - file name should contain '.py' postfix")});
+}
+
+}  // namespace

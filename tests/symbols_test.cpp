@@ -1,0 +1,46 @@
+// Test of the library's dynamic symbols: it exports what the list says, and needs nothing unforeseen.
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <set>
+#include <string>
+
+namespace {
+
+using Lines = std::set<std::string>;
+
+// What a shell command prints, without blanks in front; "$0" in it is the library.
+Lines LinesOf(const std::string& command) {
+  const char* library = getenv("RUBRUF_LIBRARY");
+  const std::string line = "sh -c '" + command + "' '" + (library ? library : RUBRUF_LIBRARY_PATH) + "'";
+  // NOLINTNEXTLINE(cert-env33-c): the command is this file's own.
+  const std::unique_ptr<FILE, int (*)(FILE*)> output(popen(line.c_str(), "r"), pclose);
+  Lines lines;
+  for (char text[4096]; fscanf(output.get(), " %4095[^\n]", text) == 1;) lines.insert(text);
+  return lines;
+}
+
+TEST(SymbolsTest, ExportsTheListAndNothingElse) {
+  const Lines exported = LinesOf("nm -D --defined-only \"$0\" | cut -c 18-");
+  Lines listed = LinesOf("sed -n \"s/^ *\\([a-z0-9_]*\\);\\$/T \\1/p\" \"" RUBRUF_EXPORTS_FILE "\"");
+  EXPECT_GE(listed.size(), 40u);
+  listed.insert("T _Z32python_event_provider_initializeP20tev_event_provider_tP17tev_type_system_t");
+  listed.erase("T tev_log_level");
+  listed.insert("D tev_log_level");
+  EXPECT_EQ(exported, listed);
+}
+
+TEST(SymbolsTest, NeedsTheHostsFunctionsAndKnownLibraries) {
+  const Lines needed = LinesOf(
+      "nm -D --undefined-only \"$0\" | grep -vE \"U _?Py|U _ZNK?5boost10filesystem|@(GLIBC|GLIBCXX|CXXABI|GCC)_|"
+      "w (_ITM_(de)?registerTMCloneTable|__gmon_start__)$\"");
+  if (needed.count("U __asan_init") != 0) GTEST_SKIP() << "an instrumented library needs its sanitizers, too";
+  EXPECT_EQ(needed, (Lines{"U tev_create_default_source", "U tev_create_source_array", "U tev_destroy_source_array",
+                           "U tev_opaque_events_create", "U tev_opaque_events_delete", "U tev_opaque_events_write",
+                           "U tev_source_array_append", "U tev_type_system_add_schema"}));
+}
+
+}  // namespace
