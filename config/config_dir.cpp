@@ -5,6 +5,7 @@
 #include <dirent.h>
 #include <sys/stat.h>
 
+#include <boost/algorithm/string/predicate.hpp>
 #include <boost/filesystem/path.hpp>
 #include <cerrno>
 #include <memory>
@@ -26,7 +27,8 @@ bool ParseEntry(const boost::filesystem::path& path, std::vector<PythonEventProv
     TEV_LOG(TEV_LOG_ERROR, "[python provider] stat error");
     return false;
   }
-  if (!S_ISREG(status.st_mode) || path.extension() != ".cfg") return true;
+  // The extension as text: Boost's own comparison of paths allocates where it may not throw.
+  if (!S_ISREG(status.st_mode) || !boost::algorithm::ends_with(path.native(), ".cfg")) return true;
   return config_dir_parser::parseCfgFile(path.string(), list, false);
 }
 

@@ -1,7 +1,8 @@
 // The walk of a script's result: from nested lists and dictionaries to tokens, resumable at every one of them.
 //
 // A refused token returns to the host with the position kept in the provider; the next progress call forms the same
-// token again. No Python code runs in a progress call once the script's function has returned.
+// token again. Once the script's function has returned, a progress call runs no Python code, save what the interpreter
+// itself may run while it raises the error of a text without UTF-8 form.
 
 #include <algorithm>
 #include <new>

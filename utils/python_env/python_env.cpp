@@ -32,8 +32,9 @@ using Text = std::unique_ptr<char, Free>;
 void PromoteLibpython() {
   Dl_info info;
   if (dladdr(reinterpret_cast<void*>(&Py_InitializeEx), &info) == 0) return;
-  void* library = dlopen(info.dli_fname, RTLD_NOW | RTLD_GLOBAL | RTLD_NOLOAD);
-  // The scope stays global; only this handle ends.
+  // It also stays loaded when we are unloaded: extension modules and threads of scripts may outlive us and need it.
+  void* library = dlopen(info.dli_fname, RTLD_NOW | RTLD_GLOBAL | RTLD_NOLOAD | RTLD_NODELETE);
+  // Scope and stay are the library's; only this handle ends.
   if (library != nullptr) dlclose(library);
 }
 
