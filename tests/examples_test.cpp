@@ -38,7 +38,8 @@ TEST_F(ExamplesTest, ArriveFromTheirDirectoryAsDocumented) {
   ASSERT_TRUE(Construct({{"python-import-config-dir", RUBRUF_EXAMPLES_DIR}}) && Initialize());
   const auto tags = SourceTags();
   for (uint32_t i = 0; i < tags.size(); ++i) {
-    Fields arrived, documented;
+    Fields arrived;
+    Fields documented;
     const auto tokens = Collect(i).tokens;
     for (size_t t = 1; t < tokens.size(); ++t) {
       const standin::Token& key = tokens[t - 1];
