@@ -2,6 +2,7 @@
 // prebuilt objects in one process. bench/report.py makes the table.
 //
 //   rubruf-bench LIBRARY SHAPES_PY [Google Benchmark's options]
+//   rubruf-bench version                               of the Python
 //   rubruf-bench LIBRARY SHAPES_PY startup SCRIPTS     nanoseconds from construct to the sources of so many scripts
 //   rubruf-bench LIBRARY SHAPES_PY walk SHAPE          one warm collection, for an instruction counter to watch
 //   rubruf-bench LIBRARY SHAPES_PY memory              bytes that the plug-in keeps, per open level and per key name
@@ -12,6 +13,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -202,6 +204,10 @@ int Memory() {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc == 2 && strcmp(argv[1], "version") == 0) {
+    puts(PY_VERSION);
+    return EXIT_SUCCESS;
+  }
   if (argc < 3) Fail("usage: rubruf-bench LIBRARY SHAPES_PY [startup SCRIPTS | walk SHAPE | memory | OPTIONS]");
   const std::string mode = argc > 3 ? argv[3] : "";
   const bool startup = mode == "startup" && argc > 4;
