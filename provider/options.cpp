@@ -58,12 +58,7 @@ size_t PythonEventProvider::CountServedScripts() const {
   return std::min({size_t{GetNumScripts()}, script_configs.size(), kMaxScripts});
 }
 
-const std::string& PythonEventProvider::GetTagName(unsigned char index) {
-  ScriptConfig* script = script_configs[index];
-  // A tag that is not settled yet is asked of the script.
-  if (collection_in_progress && script->tag.empty()) HoldWalk();
-  return script->GetTagName();
-}
+const std::string& PythonEventProvider::GetTagName(unsigned char index) { return script_configs[index]->GetTagName(); }
 
 void PythonEventProvider::LogConfiguration() const {
   TEV_LOG(TEV_LOG_INFO,

@@ -90,7 +90,6 @@ class PythonEventProvider {
   bool IsOpen(PyObject* iterable) const;
   tev_progress_status_t WriteValue(tev_data_serializer_t* serializer);
   void ResetWalk();
-  void HoldWalk();
 
   // The number of the dictionary key `key` (key_names.cpp).
   uint32_t GetKeyID(PyObject* key);
@@ -123,9 +122,8 @@ class PythonEventProvider {
   uint8_t collection_in_progress = 0;
   uint8_t app_id_set = 0;
   uint8_t python_started = 0;
-  KeyIndex key_index;              // finds in `key_ids`
-  PyObject* walk_holds = nullptr;  // owned; a list that keeps alive what the walk borrows, null while the result does
-  std::string collection_path;     // of the script that returned `collection_result`
+  KeyIndex key_index;           // finds in `key_ids`
+  std::string collection_path;  // of the script that returned `collection_result`
 };
 
 #endif  // RUBRUF_PROVIDER_PROVIDER_H_

@@ -67,7 +67,7 @@ std::string PythonEventProvider::ScriptConfig::GetStringFromScript(const char* n
   if (module_dict != nullptr) PyErr_Clear();
   PyObject* asked = module_dict == nullptr ? nullptr : PyDict_GetItemString(module_dict, name);  // borrowed
   if (asked == nullptr) return {};
-  const OwnedRef answer(PyObject_CallFunctionObjArgs(asked, nullptr));
+  const OwnedRef answer(PyObject_CallFunctionObjArgs(NewRef(asked).get(), nullptr));
   if (!answer) {
     // An error left behind would be taken for one of the next call into Python.
     PyErr_Clear();

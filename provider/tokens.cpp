@@ -18,7 +18,7 @@ tev_progress_status_t PythonEventProvider::WriteEvent(tev_data_serializer_t* ser
 
 tev_progress_status_t PythonEventProvider::OnKeyID(tev_data_serializer_t* serializer) {
   Py_ssize_t size = 0;
-  const char* text = Utf8(current_item.key, &size);
+  const char* text = Utf8(current_item.key.get(), &size);
   if (text == nullptr) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] key name encoding of key ID %u is not UTF-8", current_item.key_id);
     return TEV_PROGRESS_ERROR;
@@ -28,7 +28,7 @@ tev_progress_status_t PythonEventProvider::OnKeyID(tev_data_serializer_t* serial
 
 tev_progress_status_t PythonEventProvider::OnString(tev_data_serializer_t* serializer) {
   Py_ssize_t size = 0;
-  const char* text = Utf8(current_item.value, &size);
+  const char* text = Utf8(current_item.value.get(), &size);
   if (text == nullptr) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] string encoding of key_id %u is not UTF-8", current_item.key_id);
     return TEV_PROGRESS_ERROR;
@@ -48,17 +48,17 @@ tev_progress_status_t PythonEventProvider::WriteText(tev_data_serializer_t* seri
 
 // An integer outside 64 bits is written as -1, PyLong_AsLong's result, and leaves its error pending.
 tev_progress_status_t PythonEventProvider::OnLong(tev_data_serializer_t* serializer) {
-  const int64_t value = PyLong_AsLong(current_item.value);
+  const int64_t value = PyLong_AsLong(current_item.value.get());
   return WriteEvent(serializer, current_item.key_id, PYTHON_EVENT_LONG, sizeof value, &value);
 }
 
 tev_progress_status_t PythonEventProvider::OnDouble(tev_data_serializer_t* serializer) {
-  const double value = PyFloat_AsDouble(current_item.value);
+  const double value = PyFloat_AsDouble(current_item.value.get());
   return WriteEvent(serializer, current_item.key_id, PYTHON_EVENT_DOUBLE, sizeof value, &value);
 }
 
 tev_progress_status_t PythonEventProvider::OnBool(tev_data_serializer_t* serializer) {
-  const bool value = PyObject_IsTrue(current_item.value) != 0;
+  const bool value = PyObject_IsTrue(current_item.value.get()) != 0;
   return OnDataMarker(value ? PYTHON_EVENT_TRUE : PYTHON_EVENT_FALSE, current_item.key_id, serializer);
 }
 

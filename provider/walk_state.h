@@ -1,7 +1,8 @@
 // Where a walk stands: the open lists and dictionaries, and the item being written.
 //
-// Every PyObject* here is borrowed from the result of the current collection, which the provider holds until the walk
-// ends. Whoever runs Python code in between holds them too (PythonEventProvider::HoldWalk).
+// A walk holds what it is in. The result keeps all of it alive only as long as nobody changes the result, and Python
+// code may run in between: a script's "get_tag", a thread of a script, a handler of encoding errors, the garbage
+// collector.
 
 #ifndef RUBRUF_PROVIDER_WALK_STATE_H_
 #define RUBRUF_PROVIDER_WALK_STATE_H_
@@ -10,14 +11,17 @@
 #include <Python.h>
 
 #include <cstdint>
+#include <utility>
 
 #include "provider/tokens.h"
+#include "utils/python_env/owned_ref.h"
 
 // An open list or dictionary.
 struct iterable_position_t {
-  iterable_position_t(PyObject* opened, uint32_t opened_key_id) : iterable(opened), key_id(opened_key_id) {}
+  // `opened` is borrowed.
+  iterable_position_t(PyObject* opened, uint32_t opened_key_id) : iterable(NewRef(opened)), key_id(opened_key_id) {}
 
-  PyObject* iterable;
+  OwnedRef iterable;
   // List: the index of the item to visit next. Dictionary: the PyDict_Next position of the entry to visit next.
   Py_ssize_t position = 0;
   uint32_t key_id;  // of its start marker, and so of its end marker
@@ -28,38 +32,45 @@ struct iterable_position_t {
 // A dictionary entry: its key name, then its value or start marker. A list item has no key name: `key_written` is
 // always set. At the top level `value_written` stands for the time stamp, and then `key_written` for the start marker.
 struct CurrentPythonData {
-  PyObject* key = nullptr;
-  PyObject* value = nullptr;
+  OwnedRef key;
+  OwnedRef value;
   uint32_t key_id = kNoKeyId;
   uint8_t key_written = 0;
   uint8_t value_written = 0;
+  // The PyDict_Next position behind the current entry, while that is neither passed nor opened; else 0.
+  Py_ssize_t entry_end = 0;
 
   void init() { *this = CurrentPythonData(); }
 
   // Makes an entry current. Coming back to the same one after a refused token keeps what is known to be written.
-  void set(PyObject* new_key, PyObject* new_value, uint32_t new_key_id) {
-    if (key != new_key || value != new_value || key_id != new_key_id) {
-      key_written = 0;
-      value_written = 0;
-    }
-    key = new_key;
-    value = new_value;
+  void set(OwnedRef new_key, OwnedRef new_value, uint32_t new_key_id) {
+    if (key == new_key && value == new_value && key_id == new_key_id) return;
+    set_new(std::move(new_key), std::move(new_value), new_key_id);
+  }
+
+  // Makes an entry current of which nothing is written.
+  void set_new(OwnedRef new_key, OwnedRef new_value, uint32_t new_key_id) {
+    key.swap(new_key);
+    value.swap(new_value);
     key_id = new_key_id;
+    key_written = 0;
+    value_written = 0;
   }
 
   // Makes a list item current, under the key ID of its list.
-  void set_list_item(PyObject* item) {
+  void set_list_item(OwnedRef item) {
     key_written = 1;
     value_written = 0;
-    value = item;
+    value = std::move(item);
   }
 
   // Makes the next entry a new one, whatever it is, and leaves nothing to write of this one: the same key, value and
   // key ID may come round again behind a nested list or dictionary that held them.
   void forget() {
-    key = nullptr;
-    value = nullptr;
+    key.reset();
+    value.reset();
     value_written = 1;
+    entry_end = 0;
   }
 };
 

@@ -2,10 +2,9 @@
 //
 // A refused token returns to the host with the position kept in the provider; the next progress call forms the same
 // token again. Once the script's function has returned, a progress call runs no Python code, save what the interpreter
-// itself may run while it raises the error of a text without UTF-8 form.
+// itself may run while it raises the error of a text without UTF-8 form, and the end of what a script has let go.
 
 #include <algorithm>
-#include <new>
 
 #include "provider/provider.h"
 #include "provider/script_config.h"
@@ -32,7 +31,7 @@ tev_progress_status_t PythonEventProvider::Progress(tev_data_serializer_t* seria
     if (!SetIterable(&status, serializer)) return status;
   }
   while (true) {
-    if (current_item.key_written && !current_item.value_written && !IsIterable(current_item.value)) {
+    if (current_item.key_written && !current_item.value_written && !IsIterable(current_item.value.get())) {
       status = WriteValue(serializer);
       if (status != TEV_PROGRESS_DONE) return status;
       current_item.value_written = 1;
@@ -48,34 +47,17 @@ tev_progress_status_t PythonEventProvider::Progress(tev_data_serializer_t* seria
 
 // Forgets the walk. What it holds is given back, if its interpreter still runs.
 void PythonEventProvider::ResetWalk() {
+  if (tev_python_environment_is_set() == 0) {
+    for (iterable_position_t& open : iterable_stack) static_cast<void>(open.iterable.release());
+    static_cast<void>(current_item.key.release());
+    static_cast<void>(current_item.value.release());
+    collection_result = nullptr;
+  }
   iterable_stack.clear();
   current_iterable = nullptr;
   collection_in_progress = 0;
   current_item.init();
-  if (tev_python_environment_is_set() == 0) {
-    collection_result = nullptr;
-    walk_holds = nullptr;
-  }
   Py_CLEAR(collection_result);
-  Py_CLEAR(walk_holds);
-}
-
-// Keeps alive what the walk borrows while a script's code runs in the midst of it: that code may change the very lists
-// and dictionaries that the walk is in. Throws std::bad_alloc.
-void PythonEventProvider::HoldWalk() {
-  OwnedRef holds(PyList_New(0));
-  const auto hold = [&](PyObject* object) {
-    if (object != nullptr && (!holds || PyList_Append(holds.get(), object) != 0)) {
-      PyErr_Clear();
-      throw std::bad_alloc();
-    }
-  };
-  for (const iterable_position_t& open : iterable_stack) hold(open.iterable);
-  hold(current_item.key);
-  hold(current_item.value);
-  hold(walk_holds);
-  Py_XDECREF(walk_holds);
-  walk_holds = holds.release();
 }
 
 // Calls the script's function and keeps its result. False after a message; no result is then held.
@@ -112,7 +94,7 @@ bool PythonEventProvider::IsEmpty(PyObject* object) const {
 // Writes the time stamp and the top-level start marker. False when either was refused or the result cannot be walked;
 // `status` tells. The result then stays held, and the next call goes on here without calling the script.
 bool PythonEventProvider::SetIterable(tev_progress_status_t* status, tev_data_serializer_t* serializer) {
-  current_item.set(nullptr, collection_result, kNoKeyId);
+  current_item.set(nullptr, NewRef(collection_result), kNoKeyId);
   if (!current_item.value_written) {
     *status = OnNewCollection(serializer);
     if (*status != TEV_PROGRESS_DONE) return false;
@@ -130,7 +112,7 @@ bool PythonEventProvider::SetIterable(tev_progress_status_t* status, tev_data_se
 // Writes the value of the current item, which is neither a list nor a dictionary. A bool is an int to Python, so it is
 // asked for first; no object is both an int and a float, and to ask for a float costs a call.
 tev_progress_status_t PythonEventProvider::WriteValue(tev_data_serializer_t* serializer) {
-  PyObject* value = current_item.value;
+  PyObject* value = current_item.value.get();
   if (PyUnicode_Check(value)) return OnString(serializer);
   if (PyBool_Check(value)) return OnBool(serializer);
   if (PyLong_Check(value)) return OnLong(serializer);
@@ -163,26 +145,34 @@ bool PythonEventProvider::SetCurrent(tev_progress_status_t* status, tev_data_ser
 // be written, or its nested list or dictionary is closed.
 PythonEventProvider::Step PythonEventProvider::NextEntry(tev_progress_status_t* status,
                                                          tev_data_serializer_t* serializer) {
-  Py_ssize_t position = iterable_stack.back().position;
-  PyObject* key = nullptr;
-  PyObject* value = nullptr;
-  if (!PyDict_Next(current_iterable, &position, &key, &value)) return Step::kExhausted;
-  // Coming back to an entry after a refused token needs no new search: a key stands here with its number or not at all.
-  const bool known = key == current_item.key && current_item.key_id != kNoKeyId;
-  current_item.set(key, value, known ? current_item.key_id : GetKeyID(key));
+  Py_ssize_t end = current_item.entry_end;
+  if (end == 0) {
+    end = iterable_stack.back().position;
+    PyObject* next_key = nullptr;
+    PyObject* next_value = nullptr;
+    if (!PyDict_Next(current_iterable, &end, &next_key, &next_value)) return Step::kExhausted;
+    // Both are held before the key is read, which may run Python code.
+    current_item.set_new(NewRef(next_key), NewRef(next_value), kNoKeyId);
+    current_item.key_id = GetKeyID(next_key);
+    // A key without a number is looked at, and reported, anew each time.
+    if (current_item.key_id != kNoKeyId) current_item.entry_end = end;
+  }
   if (!current_item.key_written) {
     *status = OnKeyID(serializer);
     if (*status != TEV_PROGRESS_DONE) return Step::kReturn;
     current_item.key_written = 1;
   }
+  PyObject* value = current_item.value.get();
   if (!IsIterable(value)) {
-    iterable_stack.back().position = position;
+    iterable_stack.back().position = end;
+    current_item.entry_end = 0;
     *status = TEV_PROGRESS_DONE;
     return Step::kReturn;
   }
   if (!OnNewIterable(value, current_item.key_id, status, serializer)) return Step::kReturn;
   current_iterable = value;
   current_item.value_written = 1;
+  current_item.entry_end = 0;
   return Step::kOpened;
 }
 
@@ -196,7 +186,7 @@ PythonEventProvider::Step PythonEventProvider::NextItem(tev_progress_status_t* s
     TEV_LOG(TEV_LOG_ERROR, "[python provider] invalid input - found a list in a list");
     return Step::kAbandoned;
   }
-  current_item.set_list_item(item);
+  current_item.set_list_item(NewRef(item));
   if (!PyDict_Check(item)) {
     iterable_stack.back().position = position + 1;
     *status = TEV_PROGRESS_DONE;
@@ -228,12 +218,12 @@ bool PythonEventProvider::OnNewIterable(PyObject* object, uint32_t key_id, tev_p
   return *status == TEV_PROGRESS_DONE;
 }
 
-// Whether a list or dictionary is one of those that the walk is in. Only what is referred to twice can be met inside
-// itself, so the search is left to those.
+// Whether a list or dictionary, the current item's, is one of those that the walk is in. One that is open has three
+// references: from where it was met again, from the current item and from the stack. The search is left to those.
 bool PythonEventProvider::IsOpen(PyObject* iterable) const {
-  if (Py_REFCNT(iterable) == 1) return false;
+  if (Py_REFCNT(iterable) < 3) return false;
   return std::any_of(iterable_stack.begin(), iterable_stack.end(),
-                     [=](const iterable_position_t& open) { return open.iterable == iterable; });
+                     [=](const iterable_position_t& open) { return open.iterable.get() == iterable; });
 }
 
 // Writes the end marker of the open list or dictionary, closes it and steps its parent past it; a list that is thereby
@@ -251,7 +241,7 @@ bool PythonEventProvider::OnEndIterable(tev_progress_status_t* status, tev_data_
     if (iterable_stack.empty()) return true;
 
     iterable_position_t& parent = iterable_stack.back();
-    current_iterable = parent.iterable;
+    current_iterable = parent.iterable.get();
     current_item.key_id = parent.key_id;
     if (PyDict_Check(current_iterable)) {
       if (PyDict_Next(current_iterable, &parent.position, nullptr, nullptr)) return true;
