@@ -129,7 +129,10 @@ bool addFileName(const std::string& value, tev_custom_options* dictionary, const
 
 bool resolveFileName(tev_custom_options* dictionary, const std::string& path) {
   if (tev_dict_get(dictionary, kFileOption) != nullptr) return true;
-  return tev_dict_add(dictionary, kFileOption, boost::filesystem::path(path).replace_extension(".py").c_str());
+  // As text: Boost's own way to the extension compares paths, which allocates where it may not throw.
+  const size_t dot = path.rfind('.');
+  const bool has_extension = dot != std::string::npos && path.find('/', dot) == std::string::npos;
+  return tev_dict_add(dictionary, kFileOption, (path.substr(0, has_extension ? dot : path.size()) + ".py").c_str());
 }
 
 bool isEnabled(const tev_custom_options* dictionary) {

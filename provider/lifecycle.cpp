@@ -11,6 +11,10 @@
 #include "utils/strings/conversions.h"
 
 bool PythonEventProvider::Initialize(tev_event_provider_t* provider, tev_type_system_t* type_system) {
+  if (python_started) {
+    TEV_LOG(TEV_LOG_ERROR, "[python provider] already initialized");
+    return false;
+  }
   if (tev_python_environment_init() != 0) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] could not start python environment");
     return false;

@@ -221,6 +221,42 @@ def count(): return [sys.getrefcount(x) for x in (sys.modules[__name__], globals
   EXPECT_EQ(tev_python_environment_is_set(), 0);
 }
 
+// A thread that a life leaves behind must find its interpreter when it wakes up in the next one.
+TEST_F(LifecycleTest, KeepsTheInterpreterForThreadsThatStay) {
+  const std::string ending = Script("ending.py", "threading.Thread(target=time.sleep, args=[0.01]).start(); return [1]",
+                                    "import threading, time");
+  const std::string staying = Script("staying.py", "threading.Thread(target=run, daemon=True).start(); return [1]",
+                                     "import threading, time\ndef run():\n  while True: time.sleep(0.001)");
+  const Messages warned{
+      {TEV_LOG_WARNING, "[python environment] threads of scripts are still there, so the interpreter stays"}};
+  for (int life = 0; life < 4; ++life) {
+    Start({life < 2 ? ending : staying});
+    EXPECT_TRUE(Collect().complete());
+    EXPECT_EQ(Python("import sys; assert not hasattr(sys, 'life'); sys.life = 1"), life < 3);
+    Finalize();
+    EXPECT_EQ(Problems(), life == 2 ? warned : Messages());
+    EXPECT_EQ(Library().Symbol<int (*)()>("Py_IsInitialized")(), life < 2 ? 0 : 1);
+    usleep(20000);
+  }
+}
+
+TEST_F(LifecycleTest, LeavesAnInterpreterOfTheHostRunning) {
+  Library().Symbol<void (*)(int)>("Py_InitializeEx")(0);
+  void* const state = Library().Symbol<void* (*)()>("PyEval_SaveThread")();
+  Configure({Script("s.py", "return [1]")});
+  EXPECT_FALSE(Initialize());
+  EXPECT_EQ(log_.Take(), (Messages{EnvironmentError("an interpreter runs, and this thread does not hold its lock"),
+                                   Error("could not start python environment")}));
+  Library().Symbol<void (*)(void*)>("PyEval_RestoreThread")(state);
+  EXPECT_TRUE(Initialize());
+  EXPECT_FALSE(Initialize());
+  EXPECT_EQ(Problems(), Messages{Error("already initialized")});
+  EXPECT_TRUE(Collect().complete());
+  Finalize();
+  EXPECT_TRUE(Python("import s"));
+  EXPECT_EQ(Library().Symbol<int (*)()>("Py_FinalizeEx")(), 0);
+}
+
 TEST_F(LifecycleTest, SurvivesAnInterpreterThatEndsFirstOrBadly) {
   Start({Script("s.py", "return [1]")});
   buffer_.refuse = [](const standin::Token& token) { return token.type == standin::kListEnd; };

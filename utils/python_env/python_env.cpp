@@ -5,10 +5,12 @@
 #include <dlfcn.h>
 #include <libgen.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <thread>
 
 #include "utils/log/log.h"
 #include "utils/python_env/owned_ref.h"
@@ -17,6 +19,7 @@ namespace {
 
 struct PythonEnvironment {
   uint32_t users;
+  bool interpreter_is_ours;  // started here, and so to be stopped here
 };
 
 PythonEnvironment* python_environment = nullptr;
@@ -59,6 +62,42 @@ bool IsPythonFile(const char* file_name) {
   return length > 3 && strcmp(file_name + length - 3, ".py") == 0;
 }
 
+// The number of threads that Py_FinalizeEx waits for: those of the module threading that are no daemons.
+int CountAwaitedThreads() {
+  const OwnedRef name(PyUnicode_FromString("threading"));
+  const OwnedRef threading(name ? PyImport_GetModule(name.get()) : nullptr);
+  const OwnedRef threads(threading ? PyObject_CallMethod(threading.get(), "enumerate", nullptr) : nullptr);
+  int count = -1;  // the thread that asks is listed as well
+  for (Py_ssize_t i = 0; threads && i < PyList_Size(threads.get()); ++i) {
+    const OwnedRef daemon(PyObject_GetAttrString(PyList_GET_ITEM(threads.get(), i), "daemon"));
+    if (daemon.get() == Py_False) ++count;
+  }
+  PyErr_Clear();
+  return count;
+}
+
+// Whether threads would be left behind in an interpreter that is stopped: they would wake up in the next one, with
+// nothing there of what they knew, and crash.
+bool HasThreadsToStay() {
+  int others = -1;
+  for (PyThreadState* state = PyInterpreterState_ThreadHead(PyThreadState_Get()->interp); state != nullptr;
+       state = PyThreadState_Next(state)) {
+    ++others;
+  }
+  return others > 0 && others > CountAwaitedThreads();
+}
+
+// The same, after some time for threads that are just ending, which takes them the interpreter's lock.
+bool ThreadsStay() {
+  for (int attempt = 0; attempt < 10; ++attempt) {
+    if (!HasThreadsToStay()) return false;
+    PyThreadState* state = PyEval_SaveThread();
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    PyEval_RestoreThread(state);
+  }
+  return true;
+}
+
 void LogAllocationError() { TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] Memory allocation error"); }
 
 }  // namespace
@@ -67,6 +106,11 @@ int32_t tev_python_environment_init(void) {
   if (python_environment != nullptr) {
     ++python_environment->users;
     return 0;
+  }
+  const bool runs_already = Py_IsInitialized() != 0;
+  if (runs_already && PyGILState_Check() == 0) {
+    TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] an interpreter runs, and this thread does not hold its lock");
+    return -1;
   }
   python_environment = static_cast<PythonEnvironment*>(calloc(1, sizeof(PythonEnvironment)));
   if (python_environment == nullptr) {
@@ -82,6 +126,7 @@ int32_t tev_python_environment_init(void) {
     return -1;
   }
   python_environment->users = 1;
+  python_environment->interpreter_is_ours = !runs_already;
   return 0;
 }
 
@@ -141,8 +186,14 @@ PyObject* tev_python_environment_get_module(const char* python_file) {
 int32_t tev_python_environment_finalize(void) {
   if (python_environment == nullptr) return 0;
   if (--python_environment->users != 0) return 0;
+  const bool interpreter_is_ours = python_environment->interpreter_is_ours;
   free(python_environment);
   python_environment = nullptr;
+  if (!interpreter_is_ours) return 0;
+  if (ThreadsStay()) {
+    TEV_UTIL_LOG(TEV_LOG_WARNING, "[python environment] threads of scripts are still there, so the interpreter stays");
+    return 0;
+  }
   if (Py_FinalizeEx() != 0) {
     TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] errors while finalizing python environment");
     return -1;

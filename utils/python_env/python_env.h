@@ -1,7 +1,8 @@
 // The embedded Python interpreter, started once for all its users and stopped with the last.
 //
-// The layer takes no lock and never touches the global interpreter lock: the thread that starts the interpreter holds
-// it from then on, and that thread alone may use Python and this layer, one call at a time.
+// The layer takes no lock and never takes the global interpreter lock: the thread that starts the interpreter holds it
+// from then on, and that thread alone may use Python and this layer, one call at a time. An interpreter that runs
+// already, be it the host's or one that could not be stopped, is used as it is and left running.
 
 #ifndef RUBRUF_UTILS_PYTHON_ENV_PYTHON_ENV_H_
 #define RUBRUF_UTILS_PYTHON_ENV_PYTHON_ENV_H_
@@ -18,7 +19,7 @@ extern "C" {
 typedef struct _object PyObject;
 
 // Starts the interpreter (without signal handlers) or counts one more user. 0 on success, -1 after an error message; a
-// later call then tries again.
+// later call then tries again. Where an interpreter runs already, the calling thread must hold its lock.
 TEV_EXPORT int32_t tev_python_environment_init(void);
 
 // 1 while the interpreter has users, else 0.
@@ -32,8 +33,9 @@ TEV_EXPORT void tev_python_environment_print_error(void);
 // null after an error message; a Python error is then printed and cleared. Files of the same name share one module.
 TEV_EXPORT PyObject* tev_python_environment_get_module(const char* python_file);
 
-// Gives up one user; the last one stops the interpreter. 0 on success, also when nothing was started; -1 when the
-// interpreter reported errors while stopping, which it has done all the same.
+// Gives up one user; the last one stops the interpreter, if the first one started it and no threads of scripts are left
+// that it would not wait for (a warning tells). 0 on success, also when nothing was started; -1 when the interpreter
+// reported errors while stopping, which it has done all the same.
 TEV_EXPORT int32_t tev_python_environment_finalize(void);
 
 #ifdef __cplusplus
