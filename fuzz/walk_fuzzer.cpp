@@ -1,0 +1,147 @@
+// Fuzz target: results of scripts, walked under refusals, against the model of the event stream.
+//
+// An input is a life of the provider with a few collections. The interpreter outlives it, so that a life costs little;
+// the count of key names goes on as well, which the model follows.
+
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include <memory>
+
+#include "fuzz/expect.h"
+#include "host/standin/handles.h"
+#include "provider/entry.h"
+#include "provider/provider.h"
+#include "tests/stream_model.h"
+#include "utils/log/log.h"
+#include "utils/python_env/python_env.h"
+
+namespace {
+
+using Tokens = std::vector<standin::Token>;
+
+PyObject* values = nullptr;  // the variables of the statements that make a result
+uint32_t next_key_id = 0;
+
+// Runs the statements that make `result`.
+void Make(const stream_model::Ref& result) {
+  PyDict_Clear(values);
+  PyObject* none = PyRun_String(stream_model::ToPython(result).c_str(), Py_file_input, values, values);
+  Expect(none != nullptr, "Python takes the model's statements");
+  Py_DECREF(none);
+}
+
+// Of the lists, dictionaries and scalars of the result, all together.
+Py_ssize_t References() {
+  Py_ssize_t references = 0;
+  Py_ssize_t position = 0;
+  for (PyObject *name, *value; PyDict_Next(values, &position, &name, &value);) references += Py_REFCNT(value);
+  return references;
+}
+
+class Life {
+ public:
+  // The module is there already, so its path needs no file. It is configured twice, once with forced synchronisation.
+  Life() {
+    const std::unique_ptr<tev_dict_t, void (*)(tev_dict_t*)> options(tev_dict_create(), tev_dict_delete);
+    tev_dict_add(options.get(), "enable-provider", "python");
+    tev_dict_add(options.get(), "python-import-num-scripts", "2");
+    tev_dict_add(options.get(), "python-import-file", "/fuzzed.py");
+    tev_dict_add(options.get(), "python-import-2-force-sync", "1");
+    provider_ = construct_event_provider(options.get());
+    Expect(provider_ != nullptr && provider_->initialize(provider_, &type_system_), "a life begins");
+    ids_.next = next_key_id;
+  }
+  ~Life() {
+    Finalize();
+    next_key_id = ids_.next;
+  }
+  Life(const Life&) = delete;
+  Life& operator=(const Life&) = delete;
+
+  void Finalize() { provider_->finalize(provider_); }
+
+  // One collection, to its end or to where a drawn number gives it up. False: given up, and only Finalize may follow.
+  bool Collect(const stream_model::Ref& result, const stream_model::Random& draw) {
+    const uint32_t first_new_id = ids_.next;
+    Tokens expected = stream_model::Tokens(result, &ids_);
+
+    // Of each 32 tokens that are offered the same ones are refused, at most 31 in a row.
+    const uint32_t refused = (draw() | draw() << 8 | draw() << 16 | draw() << 24) & ~1U;
+    tev_data_serializer_t buffer;
+    buffer.refuse = [=, offered = 0U](const auto&) mutable { return (refused >> (offered++ % 32) & 1) != 0; };
+    uint32_t index = draw() % 2;
+    tev_progress_status_t status = 0;
+    while ((status = provider_->progress(provider_, index, &buffer)) == TEV_PROGRESS_REFUSED) {
+      const uint32_t event = draw();
+      index = event % 2;  // any index goes on with the walk
+      if (event % 16 == 14) CheckSources();
+      if (event == 255) break;
+    }
+    const Tokens tokens = buffer.Drain();
+    const bool given_up = status == TEV_PROGRESS_REFUSED;
+    if (given_up) GiveNumbersBack(expected, tokens.size(), first_new_id);
+    if (given_up) expected.resize(tokens.size());
+    if (!expected.empty()) expected[0].payload = standin::PayloadOf(standin::NumberIn<uint64_t>(tokens.at(0)));
+    ExpectEqual(tokens, expected, "the tokens of ", stream_model::ToPython(result));
+    const bool forced = index == 1 && !expected.empty();
+    if (!given_up) ExpectEqual(status, forced ? TEV_PROGRESS_DONE_FORCE_SYNC : TEV_PROGRESS_DONE, "the status");
+    return !given_up;
+  }
+
+ private:
+  // Key names behind the refused token have not got the numbers that the model gave them.
+  void GiveNumbersBack(const Tokens& expected, size_t refused, uint32_t first_new_id) {
+    ids_.next = first_new_id;
+    for (size_t i = 0; i <= refused; ++i) {
+      if (expected.at(i).type == standin::kKeyName) ids_.next = std::max(ids_.next, expected[i].key_id + 1);
+    }
+  }
+
+  void CheckSources() {
+    const standin::SourceArray sources(provider_->get_sources(provider_));
+    Expect(sources && sources->sources.size() == 2 && sources->sources[0]->tag == "dict_told", "sources amid a walk");
+  }
+
+  tev_event_provider_t* provider_;
+  tev_type_system_t type_system_;
+  stream_model::KeyIds ids_;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+  setenv("PYTHONMALLOC", "malloc", 1);  // each object is the sanitizer's to watch
+  set_log_func(
+      [](int, const char* message) {
+        ExpectEqual<std::string>(message, "[python provider] invalid input - found a list in a list", "the message");
+      },
+      TEV_LOG_WARNING);
+  Expect(tev_python_environment_init() == 0, "Python starts");
+  values = PyDict_New();
+  PyObject* const main = PyImport_AddModule("__main__");
+  Expect(PyObject_SetAttrString(main, "values", values) == 0, "a variable is set");
+  // Each life appends a directory to sys.path, which shall not grow here.
+  const int failed = PyRun_SimpleString(
+      "import sys, types\n"
+      "sys.path = type('Path', (list,), {'append': lambda path, directory: None})(sys.path)\n"
+      "fuzzed = sys.modules['fuzzed'] = types.ModuleType('fuzzed')\n"
+      "fuzzed.collect = lambda arguments: values['result']\n"
+      "fuzzed.get_tag = lambda: 'told'\n");
+  Expect(failed == 0, "the script is made");
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  FuzzedDataProvider bytes(data, size);
+  const stream_model::Random draw = [&bytes] { return bytes.ConsumeIntegral<uint8_t>(); };
+  Life life;
+  for (bool goes_on = true; goes_on && bytes.remaining_bytes() > 0;) {
+    const stream_model::Ref result = stream_model::RandomResult(draw);
+    Make(result);
+    const Py_ssize_t references = References();
+    goes_on = life.Collect(result, draw);
+    if (!goes_on) life.Finalize();
+    ExpectEqual(References(), references, "the references to the result");
+  }
+  return 0;
+}
