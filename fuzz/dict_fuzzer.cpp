@@ -10,6 +10,8 @@
 
 namespace {
 
+using fuzz::Expect, fuzz::ExpectEqual;
+
 using Value = std::optional<std::string>;
 using Model = std::map<std::string, Value>;
 using Dict = std::unique_ptr<tev_dict_t, void (*)(tev_dict_t*)>;
@@ -58,13 +60,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     } else if (operation < 7) {
       const auto entry = model.find(key);
       ExpectEqual(ToValue(tev_dict_get(dict.get(), key.c_str())), entry == model.end() ? std::nullopt : entry->second,
-                  "the value of ", key);
+                  "the value of " + key);
     } else {
       const size_t limit = 1 + bytes.ConsumeIntegral<uint8_t>();
       ExpectEqual(Enumerate(dict.get(), limit).size(), std::min(limit, model.size()), "entries seen");
     }
   }
   Expect(Enumerate(dict.get(), model.size() + 1) == model, "the entries are those that were added");
-  for (const auto& [key, value] : model) ExpectEqual(ToValue(tev_dict_get(dict.get(), key.c_str())), value, "", key);
+  for (const auto& [key, value] : model) ExpectEqual(ToValue(tev_dict_get(dict.get(), key.c_str())), value, key);
   return 0;
 }

@@ -7,47 +7,38 @@
 #include <iostream>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
+
+namespace fuzz {
 
 template <typename T>
 void Print(const T& value) {
   std::cerr << value;
 }
-inline void Print(bool value) { std::cerr << (value ? "true" : "false"); }
-inline void Print(uint8_t value) { std::cerr << unsigned{value}; }
 template <typename T>
 void Print(const std::optional<T>& value) {
-  value ? Print(*value) : Print("nothing");
-}
-template <typename First, typename Second>
-void Print(const std::pair<First, Second>& pair) {
-  Print(pair.first);
-  Print(" = ");
-  Print(pair.second);
+  if (value) return Print(*value);
+  std::cerr << "nothing";
 }
 template <typename T>
 void Print(const std::vector<T>& values) {
-  for (const T& value : values) {
-    Print("\n  ");
-    Print(value);
-  }
+  for (const T& value : values) std::cerr << "\n  " << value;
 }
 
-// `what` names the thing that is compared; `about` is printed behind it.
-template <typename T, typename About = const char*>
-void ExpectEqual(const T& actual, const T& expected, const char* what, const About& about = "") {
+// `what` names the thing that is compared.
+template <typename T>
+void ExpectEqual(const T& actual, const T& expected, const std::string& what) {
   if (actual == expected) return;
-  Print(what);
-  Print(about);
-  Print(": expected ");
+  std::cerr << what << ": expected ";
   Print(expected);
-  Print(", found ");
+  std::cerr << "; found ";
   Print(actual);
   std::cerr << std::endl;
   std::abort();
 }
 
-inline void Expect(bool holds, const char* what) { ExpectEqual(holds, true, what); }
+inline void Expect(bool holds, const std::string& what) { ExpectEqual(holds, true, what); }
+
+}  // namespace fuzz
 
 #endif  // RUBRUF_FUZZ_EXPECT_H_

@@ -12,6 +12,8 @@
 
 namespace {
 
+using fuzz::Expect, fuzz::ExpectEqual;
+
 constexpr char kBlanks[] = " \t\n\v\f\r";
 
 struct Number {
@@ -48,12 +50,12 @@ std::optional<T> In(const std::optional<Number>& number) {
 }
 
 template <typename T>
-void CheckNumber(bool (*convert)(const char*, T*), const std::string& text, const char* what) {
+void CheckNumber(bool (*convert)(const char*, T*), const std::string& text, const std::string& what) {
   constexpr T kPreset = 77;
   T value = kPreset;
   const bool success = convert(text.c_str(), &value);
   Expect(success || value == kPreset, "a conversion that fails leaves the value alone");
-  ExpectEqual(success ? std::optional(value) : std::nullopt, In<T>(Parse(text)), what, text);
+  ExpectEqual(success ? std::optional(value) : std::nullopt, In<T>(Parse(text)), what + text);
 }
 
 void CheckTrimming(const std::string& text) {
@@ -75,9 +77,10 @@ void CheckGuid(const std::string& text) {
   }
   const std::unique_ptr<uint8_t[]> guid(new uint8_t[16]);  // on the heap, where a byte more is found out
   const bool success = string_to_guid(text.c_str(), guid.get());
-  ExpectEqual(success, only_digits && digits.size() == 32, "GUID ", text);
+  ExpectEqual(success, only_digits && digits.size() == 32, "GUID " + text);
   for (size_t i = 0; success && i < 16; ++i) {
-    ExpectEqual(unsigned{guid[i]}, unsigned(std::stoul(digits.substr(2 * i, 2), nullptr, 16)), "a byte of GUID ", text);
+    ExpectEqual(unsigned{guid[i]}, unsigned(std::stoul(digits.substr(2 * i, 2), nullptr, 16)),
+                "a byte of GUID " + text);
   }
 }
 
@@ -99,7 +102,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   CheckNumber(string_to_u32, text, "uint32_t ");
   CheckNumber(string_to_u16, text, "uint16_t ");
   CheckNumber(string_to_u8, text, "uint8_t ");
-  ExpectEqual(string_to_boolean(text.c_str()), text == "1" || text == "True" || text == "true", "boolean ", text);
+  ExpectEqual(string_to_boolean(text.c_str()), text == "1" || text == "True" || text == "true", "boolean " + text);
   CheckTrimming(text);
   CheckGuid(text);
   const std::string list = text.substr(0, text.size() / 2);

@@ -17,6 +17,8 @@
 
 namespace {
 
+using fuzz::Expect, fuzz::ExpectEqual;
+
 using Tokens = std::vector<standin::Token>;
 
 PyObject* values = nullptr;  // the variables of the statements that make a result
@@ -82,7 +84,7 @@ class Life {
     if (given_up) GiveNumbersBack(expected, tokens.size(), first_new_id);
     if (given_up) expected.resize(tokens.size());
     if (!expected.empty()) expected[0].payload = standin::PayloadOf(standin::NumberIn<uint64_t>(tokens.at(0)));
-    ExpectEqual(tokens, expected, "the tokens of ", stream_model::ToPython(result));
+    ExpectEqual(tokens, expected, tokens == expected ? "" : "the tokens of\n" + stream_model::ToPython(result));
     const bool forced = index == 1 && !expected.empty();
     if (!given_up) ExpectEqual(status, forced ? TEV_PROGRESS_DONE_FORCE_SYNC : TEV_PROGRESS_DONE, "the status");
     return !given_up;
