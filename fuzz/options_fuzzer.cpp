@@ -175,6 +175,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   ExpectEqual(construct_event_provider(options.get()) != nullptr, accepted, "the options are accepted");
   if (accepted) CheckSources(provider, model);
   provider->finalize(provider);
+  fuzz::TakeLog();
   ExpectEqual(tev_source_t::live + tev_source_array_t::live, 0, "the handles left");
   return 0;
 }
