@@ -1,11 +1,10 @@
 // Fuzz target: operations on the options dictionary, against a std::map.
 
-#include <fuzzer/FuzzedDataProvider.h>
-
 #include <map>
 #include <memory>
 
 #include "fuzz/expect.h"
+#include "fuzz/input.h"
 #include "utils/dict/dict.h"
 
 namespace {
@@ -46,14 +45,14 @@ void CheckTable(const tev_dict_table_t& table, size_t entries) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider bytes(data, size);
+  fuzz::Input input(data, size);
   const Dict dict(tev_dict_create(), tev_dict_delete);
   Model model;
-  while (bytes.remaining_bytes() > 0) {
-    const uint8_t operation = bytes.ConsumeIntegral<uint8_t>() % 8;
-    const std::string key = bytes.ConsumeRandomLengthString(6).c_str();  // as far as C reads it
+  while (!input.empty()) {
+    const uint8_t operation = input.Byte() % 8;
+    const std::string key = input.Text(6).c_str();  // as far as C reads it
     if (operation < 5) {
-      const Value value = operation == 0 ? std::nullopt : ToValue(bytes.ConsumeRandomLengthString(4).c_str());
+      const Value value = operation == 0 ? std::nullopt : ToValue(input.Text(4).c_str());
       Expect(tev_dict_add(dict.get(), key.c_str(), value ? value->c_str() : nullptr), "adding succeeds");
       model[key] = value;
       CheckTable(*dict->table, model.size());
@@ -62,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       ExpectEqual(ToValue(tev_dict_get(dict.get(), key.c_str())), entry == model.end() ? std::nullopt : entry->second,
                   "the value of " + key);
     } else {
-      const size_t limit = 1 + bytes.ConsumeIntegral<uint8_t>();
+      const size_t limit = 1 + input.Byte();
       ExpectEqual(Enumerate(dict.get(), limit).size(), std::min(limit, model.size()), "entries seen");
     }
   }

@@ -1,12 +1,11 @@
 // Fuzz target: a host's options through the plug-in's entry, and the sources and the configuration that come of them,
 // against the rules of the options.
 
-#include <fuzzer/FuzzedDataProvider.h>
-
 #include <cctype>
 #include <memory>
 
 #include "fuzz/expect.h"
+#include "fuzz/input.h"
 #include "fuzz/script_model.h"
 #include "host/standin/handles.h"
 #include "provider/entry.h"
@@ -154,13 +153,13 @@ void CheckSources(tev_event_provider_t* provider, const Model& model) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider bytes(data, size);
+  fuzz::Input input(data, size);
   tev_event_provider_t* const provider = NewProvider();
   const Dict options = NewOptions();
-  while (bytes.remaining_bytes() > 0) {
-    const std::string key = bytes.PickValueInArray(kKeys) + bytes.ConsumeRandomLengthString(100);
-    const char* const known = bytes.PickValueInArray(kValues);
-    const std::string value = known == nullptr ? "" : known + bytes.ConsumeRandomLengthString(1100);
+  while (!input.empty()) {
+    const std::string key = input.OneOf(kKeys) + input.Text(100);
+    const char* const known = input.OneOf(kValues);
+    const std::string value = known == nullptr ? "" : known + input.Text(1100);
     tev_dict_add(options.get(), key.c_str(), known == nullptr ? nullptr : value.c_str());
   }
   Pairs pairs;

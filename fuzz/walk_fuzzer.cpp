@@ -3,11 +3,10 @@
 // An input is a life of the provider with a few collections. The interpreter outlives it, so that a life costs little;
 // the count of key names goes on as well, which the model follows.
 
-#include <fuzzer/FuzzedDataProvider.h>
-
 #include <memory>
 
 #include "fuzz/expect.h"
+#include "fuzz/input.h"
 #include "host/standin/handles.h"
 #include "provider/entry.h"
 #include "provider/provider.h"
@@ -134,10 +133,10 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider bytes(data, size);
-  const stream_model::Random draw = [&bytes] { return bytes.ConsumeIntegral<uint8_t>(); };
+  fuzz::Input input(data, size);
+  const stream_model::Random draw = [&input] { return input.Byte(); };
   Life life;
-  for (bool goes_on = true; goes_on && bytes.remaining_bytes() > 0;) {
+  for (bool goes_on = true; goes_on && !input.empty();) {
     const stream_model::Ref result = stream_model::RandomResult(draw);
     Make(result);
     const Py_ssize_t references = References();
