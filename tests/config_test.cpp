@@ -1,8 +1,6 @@
 // Tests of the configuration from files: the .cfg format, the directory scan, virtual providers, and repeated calls of
 // the entry in all routes.
 
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,6 +8,7 @@
 #include <random>
 
 #include "tests/provider_test_base.h"
+#include "tests/root_with_config.h"
 
 namespace {
 
@@ -169,34 +168,6 @@ TEST_F(ConfigTest, RepeatedCallsAddToTheList) {
   ASSERT_TRUE(Initialize());
   EXPECT_EQ(FirstText(0) + FirstText(1), "{}{'x': '1'}");
   EXPECT_EQ(Collect(1).status, TEV_PROGRESS_DONE_FORCE_SYNC);
-}
-
-// Gives this process a "/config" that nobody else sees: a mount namespace of its own, and a root in it that holds what
-// the real one does. Nothing of it is left when the process ends. False, with errno, where the kernel forbids it.
-bool EnterRootWithConfig() {
-  const uid_t user = geteuid();
-  const gid_t group = getegid();
-  if (unshare(CLONE_NEWNS) != 0) {
-    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
-    std::ofstream("/proc/self/setgroups") << "deny";
-    std::ofstream("/proc/self/uid_map") << "0 " << user << " 1";
-    std::ofstream("/proc/self/gid_map") << "0 " << group << " 1";
-  }
-  const fs::path root = "/sys";  // a place that is there, and that no test needs
-  if (mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return false;
-  if (mount("tmpfs", root.c_str(), "tmpfs", 0, nullptr) != 0) return false;
-  for (const auto& entry : fs::directory_iterator("/")) {
-    const fs::path inside = root / entry.path().filename();
-    if (entry.path() == root || entry.path() == "/config") continue;
-    if (entry.is_symlink()) {
-      fs::copy_symlink(entry.path(), inside);
-    } else if (entry.is_directory()) {
-      fs::create_directory(inside);
-      if (mount(entry.path().c_str(), inside.c_str(), nullptr, MS_BIND | MS_REC, nullptr) != 0) return false;
-    }
-  }
-  for (const char* name : {"config", "sys"}) fs::create_directory(root / name);
-  return chroot(root.c_str()) == 0 && chdir("/") == 0;
 }
 
 class VirtualProviderTest : public ConfigTest {

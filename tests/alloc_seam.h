@@ -1,0 +1,32 @@
+// The allocation seam: counts the memory that the library under test takes, and makes it run out.
+//
+// A test that links alloc_seam.cpp has its own malloc, free, operator new and so on, which everything in the process
+// uses. They look at who asks: only what the library takes counts, itself or through the C and C++ runtimes and Boost.
+// The host's functions, Python and the test get what they ask for. For one thread.
+
+#ifndef RUBRUF_TESTS_ALLOC_SEAM_H_
+#define RUBRUF_TESTS_ALLOC_SEAM_H_
+
+namespace alloc_seam {
+
+// Looks up where the library and the runtimes lie. Nothing is counted before; the library must stay loaded.
+void Watch();
+
+// The library's blocks, taken since Watch, that nobody has freed.
+int Live();
+
+// While it lives, the library's allocation `first` fails, counted from 1, and with `all` each behind it. One at a time.
+class Failure {
+ public:
+  Failure(int first, bool all);
+  ~Failure();
+  Failure(const Failure&) = delete;
+  Failure& operator=(const Failure&) = delete;
+
+  // Whether an allocation has failed.
+  bool struck() const;
+};
+
+}  // namespace alloc_seam
+
+#endif  // RUBRUF_TESTS_ALLOC_SEAM_H_
