@@ -216,4 +216,49 @@ TEST_F(MemoryTest, AHundredLivesLeaveNothing) {
   }
 }
 
+// The memory that Python takes for itself: for what the script does, and for the UTF-8 form of a text.
+TEST_F(MemoryTest, CollectsOnWhenPythonHasSomeAgain) {
+  Start(
+      {Script("s.py", "return [{'a': str(args) + '\\u00e4', 'b': [str(args), 2.5, {'c': 2**70}]} for i in range(3)]")});
+  void* const module = Library().Symbol<void* (*)(const char*)>("PyImport_ImportModule")("_testcapi");
+  if (module == nullptr) GTEST_SKIP() << "this Python has no _testcapi";
+  // Called as what they are in C, since the interpreter would need memory to call them.
+  using Function = void* (*)(void* self, void* arguments);
+  const auto function = [&](const char* name) {
+    void* const object = Library().Symbol<void* (*)(void*, const char*)>("PyObject_GetAttrString")(module, name);
+    return Library().Symbol<Function (*)(void*)>("PyCFunction_GetFunction")(object);
+  };
+  const Function fail = function("set_nomemory");
+  const Function restore = function("remove_mem_hooks");
+  const auto pair = Library().Symbol<void* (*)(const char*, ...)>("Py_BuildValue");
+
+  std::vector<Token> expected = Collect().tokens;
+  expected.at(0).payload = standin::PayloadOf(uint64_t{0});
+  for (const bool all : {false, true}) {
+    int in_script = 0;
+    int in_walk = 0;
+    for (int first = 1; first < 150; ++first) {
+      void* const numbers = pair("(ii)", first, all ? 0 : first + 1);
+      fail(nullptr, numbers);
+      standin::Collection collection = Collect();
+      restore(nullptr, nullptr);
+      std::vector<Token> tokens = collection.tokens;
+      const Messages messages = Problems();
+      if (!collection.complete()) {
+        EXPECT_EQ(collection.status, TEV_PROGRESS_ERROR);
+        EXPECT_EQ(messages, tokens.empty() ? Messages() : Messages{Error("string encoding of key_id 0 is not UTF-8")});
+        ++(tokens.empty() ? in_script : in_walk);
+        collection = Collect();
+        tokens.insert(tokens.end(), collection.tokens.begin(), collection.tokens.end());
+      }
+      ASSERT_EQ(tokens.size(), expected.size()) << first;
+      tokens[0].payload = expected[0].payload;
+      EXPECT_EQ(tokens, expected) << first;
+    }
+    EXPECT_GT(in_script, 10);
+    EXPECT_GT(in_walk, 2);
+    RecordProperty(all ? "from_one_on" : "one", in_script + in_walk);
+  }
+}
+
 }  // namespace
