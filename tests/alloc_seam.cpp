@@ -1,5 +1,4 @@
-// The test's own allocation functions. They run from the first moment of the process, before any sanitizer is up, so
-// this file is built without instrumentation.
+// The test's own allocation functions. They run before any sanitizer is up: this file is built without instrumentation.
 
 #include "tests/alloc_seam.h"
 
@@ -33,7 +32,9 @@ int first_failing = 0;  // 0: none
 bool all_fail = false;
 int counted = 0;
 
-uintptr_t Disguised(const void* block) { return ~reinterpret_cast<uintptr_t>(block); }
+// The functions that those of this file hide: the C library's, or the sanitizer's.
+decltype(&realloc) hidden_realloc;
+decltype(&free) hidden_free;
 
 Origin OriginOf(uintptr_t address) {
   const Range* const range = std::find_if(
@@ -41,11 +42,11 @@ Origin OriginOf(uintptr_t address) {
   return range == ranges_end ? Origin::kOther : range->origin;
 }
 
-// Walks from `caller` out of the runtimes, to whoever called those.
+// Walks up the stack to `caller`, and from there out of the runtimes to whoever called those.
 struct Search {
   uintptr_t caller;
-  bool reached = false;
-  Origin origin = Origin::kRuntime;
+  Origin origin;
+  bool reached;
 };
 _Unwind_Reason_Code Visit(_Unwind_Context* context, void* argument) {
   auto* search = static_cast<Search*>(argument);
@@ -56,68 +57,49 @@ _Unwind_Reason_Code Visit(_Unwind_Context* context, void* argument) {
 }
 
 bool IsLibrary(void* caller) {
-  Search search{reinterpret_cast<uintptr_t>(caller)};
-  search.origin = OriginOf(search.caller);
+  const auto address = reinterpret_cast<uintptr_t>(caller);
+  Search search{address, OriginOf(address), false};
   if (search.origin == Origin::kRuntime) _Unwind_Backtrace(Visit, &search);
   return search.origin == Origin::kLibrary;
 }
 
-bool Fails() {
-  ++counted;
-  return first_failing != 0 && (all_fail ? counted >= first_failing : counted == first_failing);
-}
+uintptr_t Disguised(const void* block) { return ~reinterpret_cast<uintptr_t>(block); }
 
 void Forget(const void* block) {
   uintptr_t* const found = std::find(live, live_end, Disguised(block));
   if (found != live_end) *found = *--live_end;
 }
 
-// The block that `next` gives, unless `caller` is the library and this allocation is to fail.
-template <class Next>
-void* Allocate(void* caller, Next next) {
-  if (!IsLibrary(caller)) return next();
-  if (Fails()) {
+void* Allocate(void* caller, void* old, size_t size) {
+  // Both at once: a call of free may come from within the look-up of a function, which is not to be entered again.
+  if (hidden_free == nullptr) {
+    hidden_free = reinterpret_cast<decltype(hidden_free)>(dlsym(RTLD_NEXT, "free"));
+    hidden_realloc = reinterpret_cast<decltype(hidden_realloc)>(dlsym(RTLD_NEXT, "realloc"));
+  }
+  const bool is_library = IsLibrary(caller);
+  counted += is_library;
+  if (is_library && first_failing != 0 && (all_fail ? counted >= first_failing : counted == first_failing)) {
     errno = ENOMEM;
     return nullptr;
   }
-  void* const block = next();
-  if (live_end == std::end(live)) abort();
-  *live_end++ = Disguised(block);
+  Forget(old);
+  void* const block = hidden_realloc(old, size);
+  if (is_library) {
+    if (live_end == std::end(live)) abort();
+    *live_end++ = Disguised(block);
+  }
   return block;
 }
 
-// The functions that those of this file hide: the C library's, or the sanitizer's. They are looked up all at once by
-// the first allocation: a later one may come from within a look-up, which is not to be entered again.
-struct Hidden {
-  decltype(&::free) free;
-  decltype(&::malloc) malloc;
-  decltype(&::calloc) calloc;
-  decltype(&::realloc) realloc;
-  decltype(&::strdup) strdup;
-  decltype(&::strndup) strndup;
-};
-Hidden found;
-
-template <class Function>
-void LookUp(Function** function, const char* name) {
-  *function = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
-const Hidden& HiddenOnes() {
-  if (found.free == nullptr) {
-    LookUp(&found.free, "free");
-    LookUp(&found.malloc, "malloc");
-    LookUp(&found.calloc, "calloc");
-    LookUp(&found.realloc, "realloc");
-    LookUp(&found.strdup, "strdup");
-    LookUp(&found.strndup, "strndup");
-  }
-  return found;
-}
-
 void* AllocateOrThrow(void* caller, size_t size) {
-  if (void* const block = Allocate(caller, [=] { return HiddenOnes().malloc(size); })) return block;
+  if (void* const block = Allocate(caller, nullptr, size)) return block;
   throw std::bad_alloc();
+}
+
+char* Copy(void* caller, const char* text, size_t size) {
+  auto* const copy = static_cast<char*>(Allocate(caller, nullptr, size + 1));
+  if (copy != nullptr) *std::copy_n(text, size, copy) = '\0';
+  return copy;
 }
 
 }  // namespace
@@ -125,34 +107,24 @@ void* AllocateOrThrow(void* caller, size_t size) {
 #define CALLER __builtin_return_address(0)
 
 extern "C" {
-void* malloc(size_t size) noexcept {
-  return Allocate(CALLER, [=] { return HiddenOnes().malloc(size); });
-}
+void* malloc(size_t size) noexcept { return Allocate(CALLER, nullptr, size); }
+void* realloc(void* block, size_t size) noexcept { return Allocate(CALLER, block, size); }
 void* calloc(size_t count, size_t size) noexcept {
-  return Allocate(CALLER, [=] { return HiddenOnes().calloc(count, size); });
-}
-void* realloc(void* block, size_t size) noexcept {
-  return Allocate(CALLER, [=] {
-    Forget(block);
-    return HiddenOnes().realloc(block, size);
-  });
+  void* const block = Allocate(CALLER, nullptr, count * size);
+  return block == nullptr ? nullptr : memset(block, 0, count * size);
 }
 void free(void* block) noexcept {
   Forget(block);
-  HiddenOnes().free(block);
+  if (block != nullptr) hidden_free(block);
 }
 // A sanitizer's own take their memory without asking malloc.
-char* strdup(const char* text) noexcept {
-  return static_cast<char*>(Allocate(CALLER, [=] { return HiddenOnes().strdup(text); }));
-}
-char* strndup(const char* text, size_t size) noexcept {
-  return static_cast<char*>(Allocate(CALLER, [=] { return HiddenOnes().strndup(text, size); }));
-}
+char* strdup(const char* text) noexcept { return Copy(CALLER, text, strlen(text)); }
+char* strndup(const char* text, size_t size) noexcept { return Copy(CALLER, text, strnlen(text, size)); }
 }
 
 void* operator new(size_t size) { return AllocateOrThrow(CALLER, size); }
 void* operator new[](size_t size) { return AllocateOrThrow(CALLER, size); }
-void* operator new(size_t size, const std::nothrow_t& /*tag*/) noexcept { return malloc(size); }
+void* operator new(size_t size, const std::nothrow_t& /*tag*/) noexcept { return Allocate(CALLER, nullptr, size); }
 void operator delete(void* block) noexcept { free(block); }
 void operator delete[](void* block) noexcept { free(block); }
 void operator delete(void* block, size_t /*size*/) noexcept { free(block); }
@@ -162,23 +134,18 @@ namespace alloc_seam {
 
 void Watch() {
   const auto add = [](dl_phdr_info* object, size_t /*size*/, void* /*user*/) {
-    const bool is_library = strstr(object->dlpi_name, "librubruf") != nullptr;
-    bool is_runtime = false;
-    for (const char* name : {"/libc.so", "/libstdc++.so", "/libboost_filesystem.so", "/libasan.so"}) {
-      is_runtime = is_runtime || strstr(object->dlpi_name, name) != nullptr;
+    for (const char* name : {"/librubruf", "/libc.so", "/libstdc++.so", "/libboost_filesystem.so", "/libasan.so"}) {
+      if (strstr(object->dlpi_name, name) == nullptr) continue;
+      for (int i = 0; i < object->dlpi_phnum; ++i) {
+        const auto& segment = object->dlpi_phdr[i];
+        if (segment.p_type != PT_LOAD || (segment.p_flags & PF_X) == 0) continue;
+        const uintptr_t begin = object->dlpi_addr + segment.p_vaddr;
+        const bool is_library = strcmp(name, "/librubruf") == 0;
+        *ranges_end++ = {begin, begin + segment.p_memsz, is_library ? Origin::kLibrary : Origin::kRuntime};
+      }
     }
-    if (!is_library && !is_runtime) return 0;
-    Range range{UINTPTR_MAX, 0, is_library ? Origin::kLibrary : Origin::kRuntime};
-    for (int i = 0; i < object->dlpi_phnum; ++i) {
-      const auto& segment = object->dlpi_phdr[i];
-      if (segment.p_type != PT_LOAD) continue;
-      range.begin = std::min(range.begin, object->dlpi_addr + segment.p_vaddr);
-      range.end = std::max(range.end, object->dlpi_addr + segment.p_vaddr + segment.p_memsz);
-    }
-    *ranges_end++ = range;
     return 0;
   };
-  ranges_end = ranges;
   dl_iterate_phdr(add, nullptr);
 }
 

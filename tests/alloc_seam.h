@@ -1,15 +1,15 @@
 // The allocation seam: counts the memory that the library under test takes, and makes it run out.
 //
-// A test that links alloc_seam.cpp has its own malloc, free, operator new and so on, which everything in the process
-// uses. They look at who asks: only what the library takes counts, itself or through the C and C++ runtimes and Boost.
-// The host's functions, Python and the test get what they ask for. For one thread.
+// A test that links alloc_seam.cpp has its own malloc, free, operator new and so on. They look at who asks: what the
+// library takes counts, itself or through the C and C++ runtimes and Boost, and not what the host's functions, Python
+// and the test take. For one thread.
 
 #ifndef RUBRUF_TESTS_ALLOC_SEAM_H_
 #define RUBRUF_TESTS_ALLOC_SEAM_H_
 
 namespace alloc_seam {
 
-// Looks up where the library and the runtimes lie. Nothing is counted before; the library must stay loaded.
+// Begins to count. The library must be loaded, and stay so.
 void Watch();
 
 // The library's blocks, taken since Watch, that nobody has freed.

@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include <set>
+#include <algorithm>
 
 #include "host/standin/json_writer.h"
 #include "tests/provider_test_base.h"
@@ -57,20 +57,6 @@ def collect_hostile():
   EXPECT_EQ(Json(), "error") << "an object that says it is a dictionary";
 }
 
-TEST_F(HostileTest, MayBeHuge) {
-  constexpr uint32_t kKeys = 300000;
-  Start({Script("s.py", "return results.pop()", R"(
-results = [{'299999': 1, 'new': 2, '0': 3}, {str(i): True for i in range(300000)}, ['\u00e4' * 50000000]]
-)")});
-  EXPECT_EQ(Collect().tokens.at(2).payload.size(), 100000000u);
-  const std::vector<standin::Token> tokens = Collect().tokens;
-  ASSERT_EQ(tokens.size(), 2u * kKeys + 3);
-  for (uint32_t i = 0; i < kKeys; ++i) ASSERT_EQ(tokens[2 + 2 * i].key_id, i);
-  const std::vector<standin::Token> again = Collect().tokens;
-  EXPECT_EQ(std::vector({again.at(2).key_id, again.at(4).key_id, again.at(6).key_id}),
-            std::vector({kKeys - 1, kKeys, 0u}));
-}
-
 TEST_F(HostileTest, CarriesEveryByteOfAnOption) {
   Options options = Keys("num-scripts=255;file=/s.py");
   Tags tags, file_tags;
@@ -87,8 +73,7 @@ TEST_F(HostileTest, CarriesEveryByteOfAnOption) {
   Finalize();
   ASSERT_TRUE(Construct({{"python-import-config-dir", dir_ / "cfg"}}));
   const Tags served = SourceTags();
-  EXPECT_EQ(std::multiset<std::string>(served.begin(), served.end()),
-            std::multiset<std::string>(file_tags.begin(), file_tags.end()));
+  EXPECT_TRUE(std::is_permutation(served.begin(), served.end(), file_tags.begin(), file_tags.end()));
 }
 
 TEST_F(HostileTest, MayRaiseAnyExceptionAnywhere) {
