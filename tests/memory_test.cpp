@@ -46,7 +46,9 @@ class MemoryTest : public ProviderTest {
     };
     buffer_.refuse = [offered = 0](const Token&) mutable { return ++offered % 2 == 0; };
     failure_.emplace(first, all);
-    Attempt(construct, "could not read options", [this] { Finalize(); });
+    Attempt(construct, "could not read options", [this] {
+      if (refusal_leaves_records_) Finalize();
+    });
     Attempt([this] { return Initialize(); }, "aborting initialization", construct);
     Attempt([this] { return SourceTags()[0] == "dict_a tag of some length"; }, "memory allocation error");
     Attempt(collect, "memory allocation error");
@@ -86,6 +88,7 @@ class MemoryTest : public ProviderTest {
     EXPECT_EQ(tev_python_environment_finalize(), 0);
   }
 
+  bool refusal_leaves_records_ = false;
   static constexpr char kScript[] = R"(
 import json, os
 def get_tag(): return 'a tag of some length'
@@ -117,6 +120,7 @@ def collect(args):
 };
 
 TEST_F(MemoryTest, OptionsLeadToALifeWhenItIsBack) {
+  refusal_leaves_records_ = true;  // for an argument, that is
   SurvivesEachFailure(Keys("num-scripts=2;1-file=" + dir_ / "some_script.py;2-file=" + dir_ / "some_script.py" +
                            ";arg-1-text=some text or other;arg-text=some text or other;arg-2-b=c;arg-3=c;arg-4=d"));
 }
@@ -155,6 +159,30 @@ TEST_F(MemoryTest, TheInterpreterStartsWhenItIsBack) {
                                    Error("could not start python environment")}));
   EXPECT_TRUE(Initialize());
   EXPECT_TRUE(Collect().complete());
+}
+
+// Each call of progress has to do with one token, and with no memory at first.
+TEST_F(MemoryTest, WritesEachTokenWhenItIsBack) {
+  Start({Script("s.py", "return result", "result = []\nfor i in range(1000): result = {'key %d' % i: result}")});
+  buffer_.refuse = [offered = 0](const Token&) mutable { return ++offered % 2 == 0; };
+  tev_progress_status_t status = TEV_PROGRESS_REFUSED;
+  int failures = 0;
+  for (int call = 0; call < 10000 && status == TEV_PROGRESS_REFUSED; ++call) {
+    {
+      const Failure failure(1, true);
+      status = Progress();
+    }
+    if (status != TEV_PROGRESS_ERROR) continue;
+    EXPECT_EQ(log_.Take(), Messages{Error("memory allocation error")});
+    ++failures;
+    status = Progress();
+  }
+  ASSERT_EQ(status, TEV_PROGRESS_DONE);
+  EXPECT_GT(failures, 1000);
+  std::vector<Token> tokens = buffer_.Drain();
+  const std::vector<Token> again = Collect().tokens;
+  tokens.at(0) = again.at(0);  // the time
+  EXPECT_EQ(tokens, again);
 }
 
 // The memory that Python takes for itself: for what the script does, and for the UTF-8 form of a text.
