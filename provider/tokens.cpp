@@ -19,7 +19,8 @@ tev_progress_status_t PythonEventProvider::WriteEvent(tev_data_serializer_t* ser
 tev_progress_status_t PythonEventProvider::OnKeyID(tev_data_serializer_t* serializer) {
   Py_ssize_t size = 0;
   const char* text = Utf8(current_item.key.get(), &size);
-  if (text == nullptr) {
+  // A key without a number stays without a token, also when a handler of encoding errors has changed its mind.
+  if (text == nullptr || current_item.key_id == kNoKeyId) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] key name encoding of key ID %u is not UTF-8", current_item.key_id);
     return TEV_PROGRESS_ERROR;
   }

@@ -6,8 +6,10 @@
 #define PY_SSIZE_T_CLEAN
 #include <Python.h>
 
+#include <new>
+
 // The UTF-8 bytes of `object` (borrowed), which live as long as it does, and their number. Null, with a Python error
-// pending, when it is not a str or holds characters that UTF-8 cannot carry.
+// pending, when it is not a str or holds characters that UTF-8 cannot carry. Throws std::bad_alloc.
 inline const char* Utf8(PyObject* object, Py_ssize_t* size) {
   // An ASCII text is its own encoding: nothing to call.
   if (PyUnicode_Check(object) && PyUnicode_IS_COMPACT_ASCII(object)) {
@@ -17,7 +19,12 @@ inline const char* Utf8(PyObject* object, Py_ssize_t* size) {
   // A failure beside an error that is still pending would chain the two: a walk stuck at one text, tried again with
   // every call, would grow that chain for ever.
   PyErr_Clear();
-  return PyUnicode_AsUTF8AndSize(object, size);
+  const char* text = PyUnicode_AsUTF8AndSize(object, size);
+  if (text == nullptr && PyErr_ExceptionMatches(PyExc_MemoryError) != 0) {
+    PyErr_Clear();
+    throw std::bad_alloc();
+  }
+  return text;
 }
 
 #endif  // RUBRUF_PROVIDER_UTF8_H_

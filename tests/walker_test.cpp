@@ -378,8 +378,8 @@ TEST_F(Walker, DoesNotGrowWhereItIsStuck) {
   }
 }
 
-// A script's code may run in the midst of a walk, in get-sources and in a handler of encoding errors, and may change what
-// the walk is in; and an error that the walk has left may not spoil the script's answer.
+// A script's code may run in the midst of a walk, in get-sources and in a handler of encoding errors, and may change
+// what the walk is in; and an error that the walk has left may not spoil the script's answer.
 TEST_F(Walker, OutlivesAScriptThatTakesItsResultApart) {
   setenv("PYTHONMALLOC", "malloc", 1);  // the sanitizer does not see into pools
   for (size_t refused = 1; refused < 30; ++refused) {
