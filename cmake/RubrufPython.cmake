@@ -3,25 +3,30 @@
 # CMake's own finder knows only the versions of its day and may answer with a static archive, which would break every
 # extension module that a script imports. So the pairs of headers and library are looked for here: below
 # RUBRUF_PYTHON_ROOT where that is set, else below the system's prefixes; 3.8, the version of the contract, comes first,
-# then the newest.
+# then the newest. RUBRUF_PYTHON_DEBUG takes the debug build of each, which stands beside it under names with a "d".
 
 set(prefixes ${RUBRUF_PYTHON_ROOT})
 if(NOT prefixes)
   set(prefixes ${CMAKE_PREFIX_PATH} /usr/local /usr)
 endif()
 
+set(abi "")
+if(RUBRUF_PYTHON_DEBUG)
+  set(abi "d")
+endif()
+
 set(found "")
 foreach(prefix IN LISTS prefixes)
   file(GLOB headers ${prefix}/include/python3.*/patchlevel.h)
   foreach(header IN LISTS headers)
-    if(NOT header MATCHES "/python(3\\.[0-9]+)/patchlevel\\.h$" OR CMAKE_MATCH_1 VERSION_LESS 3.8)
+    if(NOT header MATCHES "/python(3\\.[0-9]+)${abi}/patchlevel\\.h$" OR CMAKE_MATCH_1 VERSION_LESS 3.8)
       continue()
     endif()
     set(version ${CMAKE_MATCH_1})
     foreach(directory lib lib/${CMAKE_LIBRARY_ARCHITECTURE} lib64)
-      set(library ${prefix}/${directory}/libpython${version}.so)
+      set(library ${prefix}/${directory}/libpython${version}${abi}.so)
       if(EXISTS ${library})
-        list(APPEND found "${version}|${prefix}/include/python${version}|${library}")
+        list(APPEND found "${version}|${prefix}/include/python${version}${abi}|${library}")
         break()
       endif()
     endforeach()

@@ -37,4 +37,8 @@ Collection HostedProvider::Collect(uint32_t source_index, tev_data_serializer_t*
   return standin::Collect(provider_, source_index, buffer);
 }
 
+tev_progress_status_t HostedProvider::Progress(uint32_t source_index, tev_data_serializer_t* buffer) {
+  return provider_->progress(provider_, source_index, buffer);
+}
+
 }  // namespace standin

@@ -18,8 +18,8 @@ namespace standin {
 // Sets the plug-in's log level. Without one, TEV_API_LOG_LEVEL decides, and warnings are shown where that is not set.
 void SetLogLevel(const Plugin& plugin, std::optional<int> level);
 
-// The provider is the plug-in's only one: one object at a time. All operations but Collect throw std::runtime_error
-// when the plug-in fails, which it explains in its log.
+// The provider is the plug-in's only one: one object at a time. All operations but Collect and Progress throw
+// std::runtime_error when the plug-in fails, which it explains in its log.
 class HostedProvider {
  public:
   HostedProvider(const Plugin& plugin, const OptionList& options);
@@ -31,6 +31,8 @@ class HostedProvider {
   // The names of the sources, in the order of their indexes.
   std::vector<std::string> Sources();
   Collection Collect(uint32_t source_index, tev_data_serializer_t* buffer);
+  // One call of progress.
+  tev_progress_status_t Progress(uint32_t source_index, tev_data_serializer_t* buffer);
 
  private:
   tev_event_provider_t* provider_;

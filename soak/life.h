@@ -1,0 +1,62 @@
+// One life of the provider with 256 scripts, and what they return in it.
+
+#ifndef RUBRUF_SOAK_LIFE_H_
+#define RUBRUF_SOAK_LIFE_H_
+
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "host/standin/hosted_provider.h"
+#include "host/standin/plugin.h"
+#include "host/standin/python_module.h"
+#include "tests/stream_model.h"
+
+namespace soak {
+
+struct Totals {
+  uint64_t lives = 0;
+  uint64_t collections = 0;
+  uint64_t tokens = 0;
+  uint64_t refusals = 0;
+  uint64_t raised = 0;
+  uint64_t stuck = 0;
+  uint64_t left = 0;  // walks that a finalization ended
+};
+
+class Life {
+ public:
+  // Begins the life; its course is drawn from `seed`. `next_key` is the number of the next new key name, which outlasts
+  // lives. All must outlive it. Throws std::runtime_error.
+  Life(const standin::Plugin& plugin, const standin::PythonModule& script, uint32_t seed, uint32_t* next_key,
+       Totals* totals);
+
+  // Collects once. False: the walk is stuck, or left in its midst, and the life has to end. Throws std::runtime_error
+  // when something else comes than the model says.
+  bool Collect();
+
+ private:
+  enum class Outcome { kComplete, kRaises, kSticks };
+  // What a script returns, and what shall come of it.
+  struct Drawn {
+    std::string statements;
+    std::vector<standin::Token> tokens;
+    Outcome outcome;
+  };
+
+  uint32_t Below(size_t bound) { return static_cast<uint32_t>(random_() % bound); }
+  Drawn Draw();
+  void CheckSources();
+
+  std::mt19937 random_;
+  const standin::PythonModule& script_;
+  uint32_t* next_key_;
+  Totals* totals_;
+  stream_model::KeyIds ids_;
+  standin::HostedProvider provider_;
+};
+
+}  // namespace soak
+
+#endif  // RUBRUF_SOAK_LIFE_H_

@@ -1,0 +1,75 @@
+"""The script of the soak: it returns what the program has put in place through call(), and keeps nothing of it.
+
+One module serves all scripts; they differ in their options. Each binding of a script appends to sys.path, which
+collect() cuts back, since the interpreter outlives many bindings here.
+"""
+
+import gc
+import sys
+
+
+class Nowhere:
+    """Where the tracebacks of scripts that are meant to raise go."""
+
+    def write(self, text):
+        pass
+
+    def flush(self):
+        pass
+
+
+sys.stderr = Nowhere()
+path = list(sys.path)
+ring = {}
+ring["r"] = ring
+produce = None  # makes the next result
+
+
+def collect(args):
+    sys.path[:] = path
+    assert args == {"kept": "text"}, args
+    result = produce()
+    if isinstance(result, Exception):
+        raise result
+    return result
+
+
+def get_tag():
+    return "soak"
+
+
+def call(function, text):
+    return str(globals()[function](text))
+
+
+def compute(statements):
+    """Has the next collection return what these leave in `result`, held by nobody else; any later one raises."""
+    global produce
+    scope = {"ring": ring}
+    exec(statements, scope)
+    produce = [scope["result"]].pop
+
+
+def search(directory):
+    path.append(directory)
+    sys.path.append(directory)
+
+
+def samples(_text):
+    import samples
+
+    return "\n".join(samples.SAMPLES)
+
+
+def sample(name):
+    """Has all collections from now on return this sample."""
+    global produce
+    import samples
+
+    produce = samples.SAMPLES[name]
+
+
+def references(_text):
+    """All references in the interpreter; only a debug build counts them."""
+    gc.collect()
+    return sys.gettotalrefcount()
