@@ -56,3 +56,7 @@ message(STATUS "Embedding Python ${version}: ${library}")
 add_library(rubruf_python INTERFACE)
 target_include_directories(rubruf_python SYSTEM INTERFACE ${include_directory})
 target_link_libraries(rubruf_python INTERFACE ${library})
+if(RUBRUF_PYTHON_DEBUG AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  # Debian's headers of the debug build are links, but for one. g++ would follow them, and miss that one.
+  target_compile_options(rubruf_python INTERFACE -fno-canonical-system-headers)
+endif()

@@ -50,11 +50,6 @@ def compute(statements):
     produce = [scope["result"]].pop
 
 
-def search(directory):
-    path.append(directory)
-    sys.path.append(directory)
-
-
 def samples(_text):
     import samples
 

@@ -1,0 +1,16 @@
+// The reference check: no collection, whatever comes of it, changes the number of references in the interpreter.
+
+#ifndef RUBRUF_SOAK_REFERENCE_CHECK_H_
+#define RUBRUF_SOAK_REFERENCE_CHECK_H_
+
+#include "host/standin/plugin.h"
+
+namespace soak {
+
+// Collects each of samples.py so often, in each way of a host, and prints a table. Throws std::runtime_error when the
+// plug-in's Python does not count its references, and when their number has changed.
+void CheckReferences(const standin::Plugin& plugin, int collections);
+
+}  // namespace soak
+
+#endif  // RUBRUF_SOAK_REFERENCE_CHECK_H_
