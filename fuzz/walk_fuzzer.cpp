@@ -10,7 +10,7 @@
 #include "host/standin/handles.h"
 #include "provider/entry.h"
 #include "provider/provider.h"
-#include "tests/stream_model.h"
+#include "model/stream_model.h"
 #include "utils/log/log.h"
 #include "utils/python_env/python_env.h"
 

@@ -11,7 +11,7 @@
 #include "host/standin/hosted_provider.h"
 #include "host/standin/plugin.h"
 #include "host/standin/python_module.h"
-#include "tests/stream_model.h"
+#include "model/stream_model.h"
 
 namespace soak {
 

@@ -11,7 +11,8 @@
 namespace soak {
 
 // Runs for this time and prints a report. Each life takes its course from a seed of its own, counted up from `seed`.
-// Throws std::runtime_error at the first mismatch, with the seed of the life; and when resident memory has grown.
+// Throws std::runtime_error at the first mismatch, with the seed of the life; and when resident memory has grown, which
+// only runs of half a minute and more are long enough to tell.
 void LongRun(const standin::Plugin& plugin, std::chrono::duration<double> time, uint32_t seed);
 
 }  // namespace soak

@@ -19,6 +19,8 @@ class Nowhere:
 
 
 sys.stderr = Nowhere()
+# Newer versions import modules to print the first error. Here that is a part of loading the script.
+sys.excepthook(ValueError, ValueError("meant"), None)
 path = list(sys.path)
 ring = {}
 ring["r"] = ring

@@ -1,11 +1,9 @@
 // Tests of the collection walk, from what a script returns to the tokens that reach the host's writer.
 
 #include <chrono>
-#include <random>
 
 #include "host/standin/json_writer.h"
 #include "tests/provider_test_base.h"
-#include "tests/stream_model.h"
 
 namespace {
 
@@ -146,24 +144,6 @@ TEST_F(Walker, WritesEachShapeTheSameWhateverIsRefused) {
     }
   }
   EXPECT_EQ(Problems(), Messages());
-}
-
-TEST_F(Walker, AgreesWithTheModel) {
-  Begin();
-  stream_model::KeyIds ids;
-  for (unsigned seed = 0; seed < 2000; ++seed) {
-    std::mt19937 random(seed);
-    const auto result = stream_model::RandomResult([&random] { return static_cast<uint32_t>(random()); });
-    Tokens expected = stream_model::Tokens(result, &ids);
-    if (!expected.empty()) expected[0].payload = kSomeTime;
-    const std::string source = stream_model::ToPython(result);
-    for (const uint32_t index : {0U, 1U}) {
-      Return(source, index);
-      const Collection collection = Take(index, [&](size_t) { return index == 1 && random() % 2 != 0; });
-      ASSERT_EQ(collection.tokens, expected) << "seed " << seed << ", script " << index << ":\n" << source;
-      ASSERT_EQ(collection.status, index == 1 && !expected.empty() ? TEV_PROGRESS_DONE_FORCE_SYNC : TEV_PROGRESS_DONE);
-    }
-  }
 }
 
 TEST_F(Walker, WalksAnyDepth) {

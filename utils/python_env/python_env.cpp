@@ -87,7 +87,7 @@ bool HasThreadsToStay() {
   return others > 0 && others > CountAwaitedThreads();
 }
 
-// The same, after some time for threads that are just ending, which takes them the interpreter's lock.
+// The same, after some time for threads that are just ending, for which they need the interpreter's lock.
 bool ThreadsStay() {
   for (int attempt = 0; attempt < 10; ++attempt) {
     if (!HasThreadsToStay()) return false;

@@ -2,8 +2,8 @@
 //
 // It knows what each shape of result is written as, and nothing of how a walk goes about it.
 
-#ifndef RUBRUF_TESTS_STREAM_MODEL_H_
-#define RUBRUF_TESTS_STREAM_MODEL_H_
+#ifndef RUBRUF_MODEL_STREAM_MODEL_H_
+#define RUBRUF_MODEL_STREAM_MODEL_H_
 
 #include <cstdint>
 #include <functional>
@@ -51,4 +51,4 @@ std::vector<standin::Token> Tokens(const Ref& result, KeyIds* ids);
 
 }  // namespace stream_model
 
-#endif  // RUBRUF_TESTS_STREAM_MODEL_H_
+#endif  // RUBRUF_MODEL_STREAM_MODEL_H_

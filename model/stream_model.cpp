@@ -1,6 +1,6 @@
 // The generator, the Python source and the stream of a result.
 
-#include "tests/stream_model.h"
+#include "model/stream_model.h"
 
 #include <algorithm>
 #include <cmath>
