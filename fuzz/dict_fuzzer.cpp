@@ -1,32 +1,29 @@
-// Fuzz target: operations on the options dictionary, against a std::map.
+// Fuzz target: operations on the options dictionary, against a model of its table.
 
-#include <map>
+#include <algorithm>
 #include <memory>
 
+#include "fuzz/dict_model.h"
 #include "fuzz/expect.h"
 #include "fuzz/input.h"
-#include "utils/dict/dict.h"
 
 namespace {
 
 using fuzz::Expect, fuzz::ExpectEqual;
 
-using Value = std::optional<std::string>;
-using Model = std::map<std::string, Value>;
+using Entries = std::vector<fuzz::DictEntry>;
 using Dict = std::unique_ptr<tev_dict_t, void (*)(tev_dict_t*)>;
 
-Value ToValue(const char* text) { return text == nullptr ? std::nullopt : Value(text); }
-
 // The entries that an enumeration shows which its callback ends after `limit` of them.
-Model Enumerate(const tev_dict_t* dict, size_t limit) {
+Entries Enumerate(const tev_dict_t* dict, size_t limit) {
   struct Seen {
-    Model entries;
+    Entries entries;
     size_t left;
   } seen{{}, limit};
   const auto see = [](const char* key, const char* value, void* user) {
     auto* all = static_cast<Seen*>(user);
     Expect(all->left > 0, "an enumeration that was stopped goes no further");
-    Expect(all->entries.emplace(key, ToValue(value)).second, "an enumeration shows a key once");
+    all->entries.emplace_back(key, fuzz::ToDictValue(value));
     return --all->left > 0;
   };
   const bool went_through = tev_dict_enum(dict, see, &seen);
@@ -34,12 +31,11 @@ Model Enumerate(const tev_dict_t* dict, size_t limit) {
   return seen.entries;
 }
 
-void CheckTable(const tev_dict_table_t& table, size_t entries) {
-  const size_t buckets = table.bucket_count;
-  ExpectEqual(size_t{table.entry_count}, entries, "the count of entries");
-  ExpectEqual(table.occupied_count, table.entry_count, "the count of buckets in use");
-  ExpectEqual(size_t{table.growth_threshold}, (buckets * 77 + 50) / 100, "the growth threshold");
-  Expect((buckets & (buckets - 1)) == 0 && (buckets == 0 || buckets > entries), "a bucket stays empty");
+void CheckTable(const tev_dict_table_t& table, const fuzz::DictModel& model) {
+  ExpectEqual(size_t{table.entry_count}, model.entry_count, "the count of entries");
+  ExpectEqual(size_t{table.occupied_count}, model.entry_count, "the count of buckets in use");
+  ExpectEqual(size_t{table.growth_threshold}, model.Threshold(), "the growth threshold");
+  Expect(fuzz::ReadBuckets(table) == model.buckets, "each entry stands in its bucket");
 }
 
 }  // namespace
@@ -47,25 +43,30 @@ void CheckTable(const tev_dict_table_t& table, size_t entries) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::Input input(data, size);
   const Dict dict(tev_dict_create(), tev_dict_delete);
-  Model model;
+  fuzz::DictModel model;
   while (!input.empty()) {
     const uint8_t operation = input.Byte() % 8;
-    const std::string key = input.Text(6).c_str();  // as far as C reads it
+    const std::string key = input.Text(12).c_str();  // as far as C reads it
     if (operation < 5) {
-      const Value value = operation == 0 ? std::nullopt : ToValue(input.Text(4).c_str());
+      const fuzz::DictValue value = operation == 0 ? std::nullopt : fuzz::ToDictValue(input.Text(4).c_str());
       Expect(tev_dict_add(dict.get(), key.c_str(), value ? value->c_str() : nullptr), "adding succeeds");
-      model[key] = value;
-      CheckTable(*dict->table, model.size());
+      model.Add(key, value);
+      CheckTable(*dict->table, model);
     } else if (operation < 7) {
-      const auto entry = model.find(key);
-      ExpectEqual(ToValue(tev_dict_get(dict.get(), key.c_str())), entry == model.end() ? std::nullopt : entry->second,
-                  "the value of " + key);
+      const Entries entries = model.Entries();
+      const auto entry = std::find_if(entries.begin(), entries.end(), [&](const auto& e) { return e.first == key; });
+      ExpectEqual(fuzz::ToDictValue(tev_dict_get(dict.get(), key.c_str())),
+                  entry == entries.end() ? std::nullopt : entry->second, "the value of " + key);
     } else {
-      const size_t limit = 1 + input.Byte();
-      ExpectEqual(Enumerate(dict.get(), limit).size(), std::min(limit, model.size()), "entries seen");
+      Entries expected = model.Entries();
+      expected.resize(std::min<size_t>(1 + input.Byte(), expected.size()));
+      if (!expected.empty()) Expect(Enumerate(dict.get(), expected.size()) == expected, "the entries, as far as asked");
     }
   }
-  Expect(Enumerate(dict.get(), model.size() + 1) == model, "the entries are those that were added");
-  for (const auto& [key, value] : model) ExpectEqual(ToValue(tev_dict_get(dict.get(), key.c_str())), value, key);
+  const Entries entries = model.Entries();
+  Expect(Enumerate(dict.get(), entries.size() + 1) == entries, "all entries, in bucket order");
+  for (const auto& [key, value] : entries) {
+    ExpectEqual(fuzz::ToDictValue(tev_dict_get(dict.get(), key.c_str())), value, key);
+  }
   return 0;
 }

@@ -1,6 +1,7 @@
 // Fuzz target: conversions of one text, against readings of it that use neither them nor the strtol family.
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <limits>
@@ -52,10 +53,12 @@ std::optional<T> In(const std::optional<Number>& number) {
 template <typename T>
 void CheckNumber(bool (*convert)(const char*, T*), const std::string& text, const std::string& what) {
   constexpr T kPreset = 77;
-  T value = kPreset;
-  const bool success = convert(text.c_str(), &value);
-  Expect(success || value == kPreset, "a conversion that fails leaves the value alone");
-  ExpectEqual(success ? std::optional(value) : std::nullopt, In<T>(Parse(text)), what + text);
+  T values[] = {kPreset, kPreset, kPreset};
+  errno = ERANGE;  // left over from somewhere else
+  const bool success = convert(text.c_str(), &values[1]);
+  Expect(values[0] == kPreset && values[2] == kPreset, "a conversion writes its value and nothing else");
+  Expect(success || values[1] == kPreset, "a conversion that fails leaves the value alone");
+  ExpectEqual(success ? std::optional(values[1]) : std::nullopt, In<T>(Parse(text)), what + text);
 }
 
 void CheckTrimming(const std::string& text) {

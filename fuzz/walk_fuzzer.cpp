@@ -8,9 +8,9 @@
 #include "fuzz/expect.h"
 #include "fuzz/input.h"
 #include "host/standin/handles.h"
+#include "model/stream_model.h"
 #include "provider/entry.h"
 #include "provider/provider.h"
-#include "model/stream_model.h"
 #include "utils/log/log.h"
 #include "utils/python_env/python_env.h"
 

@@ -1,8 +1,6 @@
-// Tests of scripts and options that do what they can to break the plug-in.
+// Tests of scripts that do what they can to break the plug-in.
 
 #include <unistd.h>
-
-#include <algorithm>
 
 #include "host/standin/json_writer.h"
 #include "tests/provider_test_base.h"
@@ -55,25 +53,6 @@ def collect_hostile():
   EXPECT_EQ(Json(), R"({"k": {"k": "ä", "l": [{}]}})");
   EXPECT_EQ(Json(), R"(["[]", 3])") << "those called";
   EXPECT_EQ(Json(), "error") << "an object that says it is a dictionary";
-}
-
-TEST_F(HostileTest, CarriesEveryByteOfAnOption) {
-  Options options = Keys("num-scripts=255;file=/s.py");
-  Tags tags, file_tags;
-  std::filesystem::create_directory(dir_ / "cfg");
-  for (int byte = 1; byte <= 255; ++byte) {
-    const std::string text = "a"s + static_cast<char>(byte) + "b";
-    options.emplace_back("python-import-" + std::to_string(byte) + "-tag", text);
-    Write("cfg/" + std::to_string(byte) + ".cfg", "tag = " + text);
-    tags.push_back("dict_" + text);
-    file_tags.push_back(byte == '\n' ? "dict_a" : tags.back());
-  }
-  ASSERT_TRUE(Construct(options));
-  EXPECT_EQ(SourceTags(), tags);
-  Finalize();
-  ASSERT_TRUE(Construct({{"python-import-config-dir", dir_ / "cfg"}}));
-  const Tags served = SourceTags();
-  EXPECT_TRUE(std::is_permutation(served.begin(), served.end(), file_tags.begin(), file_tags.end()));
 }
 
 TEST_F(HostileTest, MayRaiseAnyExceptionAnywhere) {
