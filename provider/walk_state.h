@@ -63,15 +63,6 @@ struct CurrentPythonData {
     value_written = 0;
     value = std::move(item);
   }
-
-  // Makes the next entry a new one, whatever it is, and leaves nothing to write of this one: the same key, value and
-  // key ID may come round again behind a nested list or dictionary that held them.
-  void forget() {
-    key.reset();
-    value.reset();
-    value_written = 1;
-    entry_end = 0;
-  }
 };
 
 #endif  // RUBRUF_PROVIDER_WALK_STATE_H_

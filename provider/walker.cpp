@@ -218,10 +218,11 @@ bool PythonEventProvider::OnNewIterable(PyObject* object, uint32_t key_id, tev_p
   return *status == TEV_PROGRESS_DONE;
 }
 
-// Whether a list or dictionary, the current item's, is one of those that the walk is in. One that is open has three
-// references: from where it was met again, from the current item and from the stack. The search is left to those.
+// Whether a list or dictionary, the current item's, is one of those that the walk is in. One that is has four
+// references: from where it was met first, from where it was met again, from the current item and from the stack. The
+// search is left to those.
 bool PythonEventProvider::IsOpen(PyObject* iterable) const {
-  if (Py_REFCNT(iterable) < 3) return false;
+  if (Py_REFCNT(iterable) < 4) return false;
   return std::any_of(iterable_stack.begin(), iterable_stack.end(),
                      [=](const iterable_position_t& open) { return open.iterable.get() == iterable; });
 }
@@ -232,7 +233,6 @@ bool PythonEventProvider::IsOpen(PyObject* iterable) const {
 bool PythonEventProvider::OnEndIterable(tev_progress_status_t* status, tev_data_serializer_t* serializer,
                                         python_event_type_t type) {
   while (true) {
-    current_item.forget();
     current_item.key_id = iterable_stack.back().key_id;
     if (type == PYTHON_EVENT_LIST_END) PyErr_Clear();
     *status = OnDataMarker(type, current_item.key_id, serializer);

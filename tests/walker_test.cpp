@@ -358,6 +358,18 @@ TEST_F(Walker, DoesNotGrowWhereItIsStuck) {
   }
 }
 
+// The key is read twice, for its number and for its token, and a handler of encoding errors may change its mind.
+TEST_F(Walker, WritesNoKeyWithoutItsNumber) {
+  Start({Script("first.py", "return {chr(0xd800) * 2: 1}", R"(
+import codecs
+answers = iter([False, True, True, True])
+codecs.register_error('strict', lambda e: ('?', e.end) if next(answers) else codecs.strict_errors(e))
+)")});
+  EXPECT_EQ(TypeNames(Collect().tokens), " new_collection dict_start");
+  EXPECT_EQ(Problems().size(), 2U);
+  EXPECT_EQ(TypeNames(Collect().tokens), " key_name long dict_end");
+}
+
 // A script's code may run in the midst of a walk, in get-sources and in a handler of encoding errors, and may change
 // what the walk is in; and an error that the walk has left may not spoil the script's answer.
 TEST_F(Walker, OutlivesAScriptThatTakesItsResultApart) {
