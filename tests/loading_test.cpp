@@ -3,6 +3,7 @@
 // This host has a function of its own under each name that the library exports (traps.cpp.in); all of them abort.
 
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include "host/standin/hosted_provider.h"
 #include "tests/provider_test_base.h"
@@ -17,9 +18,9 @@ std::string LibraryPath() {
 }
 
 // A whole life, in which the first key must be the library's first one.
-void Live(const Plugin& library) {
+void Live(const Plugin& library, const std::string& more = "") {
   const TempDir dir;
-  std::ofstream(dir / "s.py") << "def get_tag(): return 'tag'\ndef collect(args): return {'key': args['x']}\n";
+  std::ofstream(dir / "s.py") << more << "def get_tag(): return 'tag'\ndef collect(args): return {'key': args['x']}\n";
   std::ofstream(dir / "s.cfg") << "force-sync=1\narg-x=from the file";
   standin::SetLogLevel(library, TEV_LOG_ERROR);
   standin::HostedProvider provider(library, {{"python-import-config-dir", dir / ""},
@@ -48,6 +49,15 @@ TEST(LoadingTest, IsGoneWhenUnloadedAndNewWhenLoadedAgain) {
       if (i % 10 == 0) Live(library);
     }
     ASSERT_EQ(dlopen(LibraryPath().c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr) << i;
+  }
+}
+
+TEST(LoadingTest, LeavesPythonToThreadsThatStay) {
+  for (int i = 0; i < 2; ++i) {
+    Live(Plugin(LibraryPath()),
+         "import threading, time\n"
+         "threading.Thread(target=lambda: [time.sleep(0.001) for _ in iter(int, 1)], daemon=True).start()\n");
+    usleep(50000);
   }
 }
 
