@@ -1,8 +1,9 @@
 // The embedded Python interpreter, started once for all its users and stopped with the last.
 //
-// The layer takes no lock and never takes the global interpreter lock: the thread that starts the interpreter holds it
-// from then on, and that thread alone may use Python and this layer, one call at a time. An interpreter that runs
-// already, be it the host's or one that could not be stopped, is used as it is and left running.
+// The layer has no lock of its own and leaves the global interpreter lock where it is: the thread that starts the
+// interpreter holds it from then on, and that thread alone may use Python and this layer, one call at a time. Only the
+// last finalize gives it away for moments, while threads of scripts are ending. An interpreter that runs already, be it
+// the host's or one that could not be stopped, is used as it is and left running.
 
 #ifndef RUBRUF_UTILS_PYTHON_ENV_PYTHON_ENV_H_
 #define RUBRUF_UTILS_PYTHON_ENV_PYTHON_ENV_H_
