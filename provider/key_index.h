@@ -14,6 +14,20 @@
 #include <cstring>
 #include <vector>
 
+// Whether the first and the last word, which may overlap, are the same. A comparison of a known size needs no call.
+template <size_t kWord>
+bool SameEnds(const char* a, const char* b, size_t size) {
+  return memcmp(a, b, kWord) == 0 && memcmp(a + size - kWord, b + size - kWord, kWord) == 0;
+}
+
+// memcmp(a, b, size) == 0. Most keys are so short that the call would take longer than the comparison.
+inline bool SameBytes(const char* a, const char* b, size_t size) {
+  if (size > 16 || size < 2) return memcmp(a, b, size) == 0;
+  if (size >= 8) return SameEnds<8>(a, b, size);
+  if (size >= 4) return SameEnds<4>(a, b, size);
+  return SameEnds<2>(a, b, size);
+}
+
 class KeyIndex {
  public:
   static constexpr uint32_t kNone = 0xFFFFFFFF;
@@ -45,7 +59,7 @@ class KeyIndex {
  private:
   struct Entry {
     bool Is(Py_hash_t other_hash, const char* other_text, size_t other_size) const {
-      return hash == other_hash && size == other_size && memcmp(text, other_text, size) == 0;
+      return hash == other_hash && size == other_size && SameBytes(text, other_text, size);
     }
 
     Py_hash_t hash;

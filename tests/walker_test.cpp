@@ -373,7 +373,7 @@ codecs.register_error('strict', lambda e: ('?', e.end) if next(answers) else cod
 // A script's code may run in the midst of a walk, in get-sources and in a handler of encoding errors, and may change
 // what the walk is in; and an error that the walk has left may not spoil the script's answer.
 TEST_F(Walker, OutlivesAScriptThatTakesItsResultApart) {
-  setenv("PYTHONMALLOC", "malloc", 1);  // the sanitizer does not see into pools
+  setenv("PYTHONMALLOC", "malloc", 0);  // no pools, into which the sanitizer does not see
   for (size_t refused = 1; refused < 30; ++refused) {
     Start({Script("first.py", "return result", R"(
 import codecs

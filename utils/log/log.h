@@ -10,6 +10,7 @@
 #ifndef RUBRUF_UTILS_LOG_LOG_H_
 #define RUBRUF_UTILS_LOG_LOG_H_
 
+#include <stdarg.h>
 #include <stdbool.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -46,7 +47,7 @@ TEV_EXPORT bool tev_init_file_logger(const char* path, int level);
 TEV_EXPORT bool tev_close_logger(void);
 
 // Writes one message to the current sink, whatever its level.
-TEV_EXPORT void _tev_log(int level, const char* format, ...) __attribute__((format(printf, 2, 3)));
+TEV_EXPORT void _tev_log(int level, const char* format, ...) __attribute__((cold, format(printf, 2, 3)));
 
 // Dumps `length` bytes at debug level, sixteen a line, in hexadecimal and as printable characters.
 TEV_EXPORT void log_hex(const void* data, uint64_t length);
@@ -58,20 +59,30 @@ TEV_EXPORT void print_si_prefixed_value(FILE* stream, int width, int64_t value);
 }  // extern "C"
 #endif
 
-// The logging rule. The level is compared before anything is formatted. A log function gets at most 998 characters.
-#define TEV_LOG_WHEN(admits, level, ...)                                      \
-  do {                                                                        \
-    if (tev_log_level == -1) __tev_init_logger_default();                     \
-    if (admits) {                                                             \
-      tev_log_func_t tev_log_func_ = get_log_func();                          \
-      if (tev_log_func_) {                                                    \
-        char tev_log_message_[1000];                                          \
-        snprintf(tev_log_message_, sizeof tev_log_message_ - 1, __VA_ARGS__); \
-        tev_log_func_((level), tev_log_message_);                             \
-      } else {                                                                \
-        _tev_log((level), __VA_ARGS__);                                       \
-      }                                                                       \
-    }                                                                         \
+// Hands one message, cut to 998 characters, to a log function. Out of line, and marked as rarely called, so that the
+// code that logs keeps neither the buffer in its frame nor the call in its way.
+static void tev_call_log_func(tev_log_func_t func, int level, const char* format, ...)
+    __attribute__((cold, noinline, unused, format(printf, 3, 4)));
+static void tev_call_log_func(tev_log_func_t func, int level, const char* format, ...) {
+  char message[1000];
+  va_list arguments;
+  va_start(arguments, format);
+  vsnprintf(message, sizeof message - 1, format, arguments);
+  va_end(arguments);
+  func(level, message);
+}
+
+// The logging rule. The level is compared before anything is formatted.
+#define TEV_LOG_WHEN(admits, level, ...)                        \
+  do {                                                          \
+    if (tev_log_level == -1) __tev_init_logger_default();       \
+    if (admits) {                                               \
+      tev_log_func_t tev_log_func_ = get_log_func();            \
+      if (tev_log_func_)                                        \
+        tev_call_log_func(tev_log_func_, (level), __VA_ARGS__); \
+      else                                                      \
+        _tev_log((level), __VA_ARGS__);                         \
+    }                                                           \
   } while (0)
 
 // For the provider and the configuration: a level below -1 suppresses every message.
