@@ -54,6 +54,9 @@ class LineReader {
   size_t capacity_ = 0;
 };
 
+// Trimmed, and cut where the dictionary would cut it: at a zero character.
+std::string Trimmed(const std::string& text) { return boost::algorithm::trim_copy(text).c_str(); }
+
 bool ReadLines(FILE* file, tev_custom_options* dictionary, const std::string& path) {
   LineReader reader(file);
   for (std::string line; reader.Next(line);) {
@@ -107,14 +110,14 @@ bool parseCfgFile(const std::string& path, std::vector<PythonEventProvider::Scri
 bool addLineToTevDict(const std::string& line, tev_custom_options* dictionary, const std::string& path) {
   const size_t separator = line.find('=');
   if (separator == std::string::npos) {
-    const std::string text = boost::algorithm::trim_copy(line);
+    const std::string text = Trimmed(line);
     if (!text.empty() && text[0] != '#') {
       TEV_LOG(TEV_LOG_DEBUG, "[python provider] ignoring line without '=' in %s", path.c_str());
     }
     return true;
   }
-  const std::string key = kOptionPrefix + boost::algorithm::trim_copy(line.substr(0, separator));
-  const std::string value = boost::algorithm::trim_copy(line.substr(separator + 1));
+  const std::string key = kOptionPrefix + Trimmed(line.substr(0, separator));
+  const std::string value = Trimmed(line.substr(separator + 1));
   if (key == kFileOption) return addFileName(value, dictionary, path);
   return tev_dict_add(dictionary, key.c_str(), value.c_str());
 }

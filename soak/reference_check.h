@@ -1,4 +1,5 @@
-// The reference check: no collection, whatever comes of it, changes the number of references in the interpreter.
+// The reference check: no collection, whatever comes of it, changes the number of references in the interpreter. One that
+// does not count them tells of lost objects, by the blocks of memory that its objects take.
 
 #ifndef RUBRUF_SOAK_REFERENCE_CHECK_H_
 #define RUBRUF_SOAK_REFERENCE_CHECK_H_
@@ -8,7 +9,7 @@
 namespace soak {
 
 // Collects each of samples.py so often, in each way of a host, and prints a table. Throws std::runtime_error when the
-// plug-in's Python does not count its references, and when their number has changed.
+// number has changed, of blocks by one a collection at least, and when Python counts neither.
 void CheckReferences(const standin::Plugin& plugin, int collections);
 
 }  // namespace soak

@@ -66,7 +66,12 @@ def sample(name):
     produce = samples.SAMPLES[name]
 
 
+def counts_references(_text):
+    """Whether the interpreter does; only a debug build."""
+    return hasattr(sys, "gettotalrefcount")
+
+
 def references(_text):
-    """All references in the interpreter; only a debug build counts them."""
+    """All references in the interpreter; where it does not count them, the blocks of memory that its objects take."""
     gc.collect()
-    return sys.gettotalrefcount()
+    return getattr(sys, "gettotalrefcount", sys.getallocatedblocks)()

@@ -48,6 +48,7 @@ TEST_F(EntryTest, ServesScriptsByTheirPlaceInTheSources) {
   }
   EXPECT_EQ(FirstText(0) + FirstText(1) + FirstText(2) + FirstText(256 + 1), "caba") << "indexes have eight bits";
   EXPECT_EQ(Progress(3), TEV_PROGRESS_ERROR);
+  EXPECT_EQ(provider_->progress(provider_, 0, nullptr), TEV_PROGRESS_REFUSED) << "a serializer is the host's business";
   Finalize();
   Start(Tags(256, Script("echo.py", "return [repr(args)]")), {{"python-import-arg-256-x", "1"}});
   EXPECT_EQ(SourceTags(), Tags(256, HashTag(dir_ / "echo.py")));

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <set>
+
 #include "host/standin/json_writer.h"
 #include "tests/provider_test_base.h"
 #include "utils/python_env/python_env.h"
@@ -97,6 +99,22 @@ def leave(args): raise SystemExit(7)
   EXPECT_EQ(tev_python_environment_finalize(), 0);
   Start({script}, {{"python-import-function", "leave"}});
   EXPECT_EXIT(Progress(), testing::ExitedWithCode(7), "") << "printing it ends the process";
+}
+
+TEST_F(HostileTest, MayReturnAnySizeAndDepth) {
+  Start({Script("s.py",
+                "return {'text': 'x' * 100_000_000, **{'k%d' % i: i for i in range(1_000_000)}, 'deep': deep()}", R"(
+def deep():
+    value = {}
+    for _ in range(100_000): value = {'d': value}
+    return value
+)")});
+  const std::vector<standin::Token> tokens = Collect().tokens;
+  ASSERT_EQ(tokens.size(), 3 + 2 + 2'000'000 + 1 + 300'002);
+  EXPECT_EQ(tokens[3].payload, std::string(100'000'000, 'x'));
+  std::set<uint32_t> numbers;
+  for (const standin::Token& token : tokens) numbers.insert(token.key_id);
+  EXPECT_EQ(numbers.size(), 1'000'004U) << "a number for each key, and one for no key";
 }
 
 // Each in a process of its own, which a script may spoil.

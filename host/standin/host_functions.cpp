@@ -54,6 +54,7 @@ void tev_opaque_events_delete(tev_opaque_events_t* writer) { delete writer; }
 bool tev_opaque_events_write(tev_opaque_events_t* writer, tev_data_serializer_t* serializer, uint8_t schema_id,
                              const uint8_t* app_id, uint64_t type_and_key, uint64_t reserved, const void* payload,
                              uint32_t size) {
+  if (serializer == nullptr) return false;
   auto& context = serializer->last_write.emplace(standin::WriteContext{writer->schema, schema_id, {}, reserved});
   std::copy_n(app_id, context.app_id.size(), context.app_id.begin());
   Token token{static_cast<uint32_t>(type_and_key >> 32), static_cast<uint32_t>(type_and_key)};
