@@ -1,5 +1,5 @@
-// The reference check: no collection, whatever comes of it, changes the number of references in the interpreter. One that
-// does not count them tells of lost objects, by the blocks of memory that its objects take.
+// The reference check: no collection, whatever comes of it, changes the number of references in the interpreter. One
+// that does not count them tells of lost objects, by the blocks of memory that its objects take.
 
 #ifndef RUBRUF_SOAK_REFERENCE_CHECK_H_
 #define RUBRUF_SOAK_REFERENCE_CHECK_H_
