@@ -55,7 +55,10 @@ class LineReader {
 };
 
 // Trimmed, and cut where the dictionary would cut it: at a zero character.
-std::string Trimmed(const std::string& text) { return boost::algorithm::trim_copy(text).c_str(); }
+std::string Trimmed(const std::string& text) {
+  const std::string trimmed = boost::algorithm::trim_copy(text);
+  return trimmed.substr(0, trimmed.find('\0'));
+}
 
 bool ReadLines(FILE* file, tev_custom_options* dictionary, const std::string& path) {
   LineReader reader(file);

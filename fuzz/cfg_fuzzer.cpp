@@ -18,7 +18,8 @@ const std::string kDirectory = "/proc/self/fd";
 std::string Trimmed(const std::string& text) {
   const size_t begin = text.find_first_not_of(fuzz::kBlanks);
   if (begin == std::string::npos) return "";
-  return text.substr(begin, text.find_last_not_of(fuzz::kBlanks) - begin + 1).c_str();  // up to a zero character
+  const std::string trimmed = text.substr(begin, text.find_last_not_of(fuzz::kBlanks) - begin + 1);
+  return trimmed.substr(0, trimmed.find('\0'));
 }
 
 // What the file sets, by keys.

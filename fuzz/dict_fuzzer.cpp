@@ -46,7 +46,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::DictModel model;
   while (!input.empty()) {
     const uint8_t operation = input.Byte() % 8;
-    const std::string key = input.Text(12).c_str();  // as far as C reads it
+    const std::string text = input.Text(12);
+    const std::string key = text.substr(0, text.find('\0'));  // as far as C reads it
     if (operation < 5) {
       const fuzz::DictValue value = operation == 0 ? std::nullopt : fuzz::ToDictValue(input.Text(4).c_str());
       Expect(tev_dict_add(dict.get(), key.c_str(), value ? value->c_str() : nullptr), "adding succeeds");

@@ -136,7 +136,8 @@ void CheckSources(tev_event_provider_t* provider, const Model& model) {
   for (const size_t at : {20U, 16U, 12U, 8U}) id.insert(at, "-");
   fuzz::Lines log{fuzz::Message("App ID: " + id),
                   fuzz::Message("Number of scripts: " + std::to_string(model.scripts.size()))};
-  fuzz::Lines tags, expected_tags;
+  fuzz::Lines tags;
+  fuzz::Lines expected_tags;
   for (size_t i = 0; i < model.scripts.size(); ++i) {
     const fuzz::Lines lines = model.scripts[i].Log(i);
     log.insert(log.end(), lines.begin(), lines.end());

@@ -12,7 +12,9 @@
 #include "soak/reference_check.h"
 #include "utils/log/log.h"
 
-int main(int argc, char** argv) {
+namespace {
+
+int Soak(int argc, char** argv) {
   std::string library;
   double minutes = 10;
   uint32_t seed = 0;
@@ -27,15 +29,21 @@ int main(int argc, char** argv) {
   references->add_option("COLLECTIONS", collections, "of each sample")->capture_default_str();
   CLI11_PARSE(app, argc, argv);
   setenv("PYTHONDONTWRITEBYTECODE", "1", 1);
+  const standin::Plugin plugin(library);
+  // All messages are formed, and none is shown.
+  plugin.Symbol<decltype(&::set_log_func)>("set_log_func")([](int, const char*) {}, TEV_LOG_DEBUG);
+  if (run->parsed()) soak::LongRun(plugin, std::chrono::duration<double, std::ratio<60>>(minutes), seed);
+  if (references->parsed()) soak::CheckReferences(plugin, collections);
+  return EXIT_SUCCESS;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
   try {
-    const standin::Plugin plugin(library);
-    // All messages are formed, and none is shown.
-    plugin.Symbol<decltype(&::set_log_func)>("set_log_func")([](int, const char*) {}, TEV_LOG_DEBUG);
-    if (run->parsed()) soak::LongRun(plugin, std::chrono::duration<double, std::ratio<60>>(minutes), seed);
-    if (references->parsed()) soak::CheckReferences(plugin, collections);
+    return Soak(argc, argv);
   } catch (const std::exception& error) {
     fprintf(stderr, "rubruf-soak: %s\n", error.what());
     return EXIT_FAILURE;
   }
-  return EXIT_SUCCESS;
 }
