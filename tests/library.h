@@ -11,14 +11,16 @@
 #include "host/standin/plugin.h"
 #include "utils/log/log.h"
 
-// The library under test: the one that RUBRUF_LIBRARY names, else the one of this build. It is loaded, never linked, so
-// that one build of the tests serves the plug-ins of every Python version. It stays loaded to the end of the process,
-// for the leak checker to see what its globals hold.
+// Where the library under test is: the one that RUBRUF_LIBRARY names, else the one of this build.
+inline std::string LibraryPath() {
+  const char* path = getenv("RUBRUF_LIBRARY");
+  return path ? path : RUBRUF_LIBRARY_PATH;
+}
+
+// It is loaded, never linked, so that one build of the tests serves the plug-ins of every Python version. It stays loaded
+// to the end of the process, for the leak checker to see what its globals hold.
 inline const standin::Plugin& Library() {
-  static const auto* const library = [] {
-    const char* path = getenv("RUBRUF_LIBRARY");
-    return new standin::Plugin(path ? path : RUBRUF_LIBRARY_PATH);
-  }();
+  static const auto* const library = new standin::Plugin(LibraryPath());
   return *library;
 }
 

@@ -12,11 +12,6 @@ namespace {
 
 using standin::Plugin, standin::Token;
 
-std::string LibraryPath() {
-  const char* path = getenv("RUBRUF_LIBRARY");
-  return path ? path : RUBRUF_LIBRARY_PATH;
-}
-
 // A whole life, in which the first key must be the library's first one.
 void Live(const Plugin& library, const std::string& more = "") {
   const TempDir dir;

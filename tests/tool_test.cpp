@@ -22,9 +22,8 @@ class ToolTest : public ::testing::Test {
 
   // Runs the tool in the test's directory; its output, both kinds unless told otherwise, ends with its exit status.
   std::string Run(const std::string& arguments, const std::string& redirection = "2>&1") {
-    const char* library = getenv("RUBRUF_LIBRARY");
     const std::string command = "cd " + dir_ / "" + " && " RUBRUF_HOST_PATH " " + arguments;
-    const std::string loaded = std::string(" --library ") + (library ? library : RUBRUF_LIBRARY_PATH) + " ";
+    const std::string loaded = " --library " + LibraryPath() + " ";
     // NOLINTNEXTLINE(cert-env33-c): the command is ours
     FILE* pipe = popen((command + (arguments.find("options") == 0 ? " " : loaded) + redirection).c_str(), "r");
     std::string out;
