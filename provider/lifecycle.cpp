@@ -68,7 +68,6 @@ void PythonEventProvider::Finalize(tev_event_provider_t* /*provider*/) {
   key_index.Clear();
   for (const auto& [name, id] : key_ids) free(name);
   key_ids.clear();
-  iterable_stack.clear();
   // A walk that was stuck may have left its error. The end of the scripts' objects may run Python code, which expects
   // none.
   if (tev_python_environment_is_set() != 0) PyErr_Clear();

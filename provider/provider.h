@@ -33,6 +33,13 @@ class PythonEventProvider {
  public:
   class ScriptConfig;  // provider/script_config.h
 
+  PythonEventProvider() = default;
+  // At the end of the library or of the process. What a life holds is Finalize's to release, and stays when that was not
+  // called: it may be too late for Python.
+  ~PythonEventProvider() { AbandonWalk(); }
+  PythonEventProvider(const PythonEventProvider&) = delete;
+  PythonEventProvider& operator=(const PythonEventProvider&) = delete;
+
   // Reads the provider's options and configures its scripts, adding to those already there. False after a message.
   bool ReadOpts(const tev_custom_options* options);
 
@@ -90,6 +97,7 @@ class PythonEventProvider {
   bool IsOpen(PyObject* iterable) const;
   tev_progress_status_t WriteValue(tev_data_serializer_t* serializer);
   void ResetWalk();
+  void AbandonWalk();
 
   // The number of the dictionary key `key` (key_names.cpp).
   uint32_t GetKeyID(PyObject* key);

@@ -45,14 +45,17 @@ tev_progress_status_t PythonEventProvider::Progress(tev_data_serializer_t* seria
   }
 }
 
+// Lets go of what the walk holds without giving it back, which only a running interpreter can take.
+void PythonEventProvider::AbandonWalk() {
+  for (iterable_position_t& open : iterable_stack) static_cast<void>(open.iterable.release());
+  static_cast<void>(current_item.key.release());
+  static_cast<void>(current_item.value.release());
+  collection_result = nullptr;
+}
+
 // Forgets the walk. What it holds is given back, if its interpreter still runs.
 void PythonEventProvider::ResetWalk() {
-  if (tev_python_environment_is_set() == 0) {
-    for (iterable_position_t& open : iterable_stack) static_cast<void>(open.iterable.release());
-    static_cast<void>(current_item.key.release());
-    static_cast<void>(current_item.value.release());
-    collection_result = nullptr;
-  }
+  if (tev_python_environment_is_set() == 0) AbandonWalk();
   iterable_stack.clear();
   current_iterable = nullptr;
   collection_in_progress = 0;

@@ -227,17 +227,45 @@ TEST_F(LifecycleTest, KeepsTheInterpreterForThreadsThatStay) {
                                     "import threading, time");
   const std::string staying = Script("staying.py", "threading.Thread(target=run, daemon=True).start(); return [1]",
                                      "import threading, time\ndef run():\n  while True: time.sleep(0.001)");
+  const std::string pooled = Script("pooled.py", "return [1]", R"(
+import atexit, threading
+stop = threading.Event()
+worker = threading.Thread(target=stop.wait, daemon=True)
+worker.start()
+atexit.register(lambda: [stop.set(), worker.join()])
+)");
   const Messages warned{
       {TEV_LOG_WARNING, "[python environment] threads of scripts are still there, so the interpreter stays"}};
-  for (int life = 0; life < 4; ++life) {
-    Start({life < 2 ? ending : staying});
+  const std::pair<std::string, bool> kLives[] = {
+      {ending, false}, {pooled, false}, {ending, false}, {staying, true}, {pooled, true}};
+  bool stayed = false;
+  for (const auto& [script, stays] : kLives) {
+    Start({script});
     EXPECT_TRUE(Collect().complete());
-    EXPECT_EQ(Python("import sys; assert not hasattr(sys, 'life'); sys.life = 1"), life < 3);
+    EXPECT_EQ(Python("import sys; assert not hasattr(sys, 'life'); sys.life = 1"), !stayed) << script;
     Finalize();
-    EXPECT_EQ(Problems(), life == 2 ? warned : Messages());
-    EXPECT_EQ(Library().Symbol<int (*)()>("Py_IsInitialized")(), life < 2 ? 0 : 1);
+    EXPECT_EQ(Problems(), stays ? warned : Messages()) << script;
+    EXPECT_EQ(Library().Symbol<int (*)()>("Py_IsInitialized")(), stays ? 1 : 0) << script;
+    stayed = stays;
     usleep(20000);
   }
+}
+
+// What a left interpreter stays for may end, and then it is stopped like any other.
+TEST_F(LifecycleTest, StopsAnInterpreterThatItLeftOnceItsThreadsEnd) {
+  Start({Script("s.py", "return [1]", R"(
+import sys, threading
+sys.stop = threading.Event()
+sys.worker = threading.Thread(target=sys.stop.wait, daemon=True)
+sys.worker.start()
+)")});
+  Finalize();
+  EXPECT_EQ(Problems().size(), 1U);
+  Start({Script("t.py", "sys.stop.set(); sys.worker.join(); return [1]", "import sys")});
+  EXPECT_TRUE(Collect().complete());
+  Finalize();
+  EXPECT_EQ(Problems(), Messages());
+  EXPECT_EQ(Library().Symbol<int (*)()>("Py_IsInitialized")(), 0);
 }
 
 TEST_F(LifecycleTest, LeavesAnInterpreterOfTheHostRunning) {
@@ -258,10 +286,29 @@ TEST_F(LifecycleTest, LeavesAnInterpreterOfTheHostRunning) {
 }
 
 TEST_F(LifecycleTest, SurvivesAnInterpreterThatEndsFirstOrBadly) {
-  Start({Script("s.py", "return [1]")});
-  buffer_.refuse = [](const standin::Token& token) { return token.type == standin::kListEnd; };
-  EXPECT_EQ(Progress(), TEV_PROGRESS_REFUSED);
+  // The walk is left as the only holder of what it is in.
+  const auto be_in_a_walk = [this] {
+    Start({Script(
+        "s.py", "return result",
+        "result = [{'a': {'b': {'c': [2**60]}}}]\ndef get_tag(): result[0].clear(); result.clear(); return ''")});
+    buffer_.refuse = [](const standin::Token& token) { return token.type == standin::kLong; };
+    EXPECT_EQ(Progress(), TEV_PROGRESS_REFUSED);
+    EXPECT_EQ(SourceTags().size(), 1U);
+  };
+  for (const bool ended : {false, true}) {
+    const auto leave = [&] {
+      be_in_a_walk();
+      if (ended) tev_python_environment_finalize();
+      void* const library = dlopen(LibraryPath().c_str(), RTLD_NOW | RTLD_NOLOAD);
+      dlclose(library);
+      dlclose(library);  // the one of Library()
+      _exit(dlopen(LibraryPath().c_str(), RTLD_NOW | RTLD_NOLOAD) == nullptr ? 0 : 1);
+    };
+    EXPECT_EXIT(leave(), testing::ExitedWithCode(0), "") << ended << ": the library goes in a walk";
+  }
+  be_in_a_walk();
   EXPECT_EQ(tev_python_environment_finalize(), 0) << "the interpreter goes before the scripts and the walk";
+  log_.Take();
   Finalize();
   EXPECT_EQ(log_.Take(), Messages());
   Start({Script("s.py", "pass",

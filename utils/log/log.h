@@ -72,17 +72,21 @@ static void tev_call_log_func(tev_log_func_t func, int level, const char* format
   func(level, message);
 }
 
+// Emits one message, whatever its level.
+#define TEV_LOG_EMIT(level, ...)                              \
+  do {                                                        \
+    tev_log_func_t tev_log_func_ = get_log_func();            \
+    if (tev_log_func_)                                        \
+      tev_call_log_func(tev_log_func_, (level), __VA_ARGS__); \
+    else                                                      \
+      _tev_log((level), __VA_ARGS__);                         \
+  } while (0)
+
 // The logging rule. The level is compared before anything is formatted.
-#define TEV_LOG_WHEN(admits, level, ...)                        \
-  do {                                                          \
-    if (tev_log_level == -1) __tev_init_logger_default();       \
-    if (admits) {                                               \
-      tev_log_func_t tev_log_func_ = get_log_func();            \
-      if (tev_log_func_)                                        \
-        tev_call_log_func(tev_log_func_, (level), __VA_ARGS__); \
-      else                                                      \
-        _tev_log((level), __VA_ARGS__);                         \
-    }                                                           \
+#define TEV_LOG_WHEN(admits, level, ...)                  \
+  do {                                                    \
+    if (tev_log_level == -1) __tev_init_logger_default(); \
+    if (admits) TEV_LOG_EMIT(level, __VA_ARGS__);         \
   } while (0)
 
 // For the provider and the configuration: a level below -1 suppresses every message.

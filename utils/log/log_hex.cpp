@@ -32,6 +32,7 @@ void log_hex(const void* data, uint64_t length) {
   for (uint64_t start = 0; start < length; start += kBytesPerLine) {
     char line[100];
     FormatLine(bytes + start, length - start < kBytesPerLine ? length - start : kBytesPerLine, line);
-    TEV_UTIL_LOG(TEV_LOG_DEBUG, "%s", line);
+    // A log function may change the level in mid-dump. -1, not set yet, then admits all: unsigned, it is the highest.
+    if (static_cast<uint32_t>(tev_log_level) >= TEV_LOG_DEBUG) TEV_LOG_EMIT(TEV_LOG_DEBUG, "%s", line);
   }
 }

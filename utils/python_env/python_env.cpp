@@ -24,6 +24,9 @@ struct PythonEnvironment {
 
 PythonEnvironment* python_environment = nullptr;
 
+// An interpreter that was started here still runs, for threads of scripts that stay in it.
+bool interpreter_is_left = false;
+
 struct Free {
   void operator()(char* text) const { free(text); }
 };
@@ -98,6 +101,13 @@ bool ThreadsStay() {
   return true;
 }
 
+// Calls what scripts have registered with atexit, as the interpreter's stop would. It ends the threads of pools.
+void RunExitFunctions() {
+  const OwnedRef atexit_module(PyImport_ImportModule("atexit"));
+  const OwnedRef done(atexit_module ? PyObject_CallMethod(atexit_module.get(), "_run_exitfuncs", nullptr) : nullptr);
+  PyErr_Clear();
+}
+
 void LogAllocationError() { TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] Memory allocation error"); }
 
 }  // namespace
@@ -126,7 +136,7 @@ int32_t tev_python_environment_init(void) {
     return -1;
   }
   python_environment->users = 1;
-  python_environment->interpreter_is_ours = !runs_already;
+  python_environment->interpreter_is_ours = !runs_already || interpreter_is_left;
   return 0;
 }
 
@@ -190,7 +200,12 @@ int32_t tev_python_environment_finalize(void) {
   free(python_environment);
   python_environment = nullptr;
   if (!interpreter_is_ours) return 0;
-  if (ThreadsStay()) {
+  interpreter_is_left = ThreadsStay();
+  if (interpreter_is_left) {
+    RunExitFunctions();
+    interpreter_is_left = ThreadsStay();
+  }
+  if (interpreter_is_left) {
     TEV_UTIL_LOG(TEV_LOG_WARNING, "[python environment] threads of scripts are still there, so the interpreter stays");
     return 0;
   }
