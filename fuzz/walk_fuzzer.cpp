@@ -111,7 +111,7 @@ class Life {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
-  setenv("PYTHONMALLOC", "malloc", 1);  // each object is the sanitizer's to watch
+  setenv("PYTHONMALLOC", "malloc", 0);  // each object is the sanitizer's to watch
   set_log_func(
       [](int, const char* message) {
         ExpectEqual<std::string>(message, "[python provider] invalid input - found a list in a list", "the message");

@@ -285,32 +285,36 @@ TEST_F(LifecycleTest, LeavesAnInterpreterOfTheHostRunning) {
   EXPECT_EQ(Library().Symbol<int (*)()>("Py_FinalizeEx")(), 0);
 }
 
-TEST_F(LifecycleTest, SurvivesAnInterpreterThatEndsFirstOrBadly) {
-  // The walk is left as the only holder of what it is in.
-  const auto be_in_a_walk = [this] {
-    Start({Script(
-        "s.py", "return result",
-        "result = [{'a': {'b': {'c': [2**60]}}}]\ndef get_tag(): result[0].clear(); result.clear(); return ''")});
+// What a walk holds alone is not given back to an interpreter that has stopped, nor at the library's end.
+TEST_F(LifecycleTest, LeavesAWalkThatPythonCannotTakeBack) {
+  const auto hold_alone = [this] {
+    Start({Script("s.py", "return result", R"(
+result = [{'a': {'b': {'c': [2**60]}}}]
+def get_tag(): result[0].clear(); result.clear(); return ''
+)")});
     buffer_.refuse = [](const standin::Token& token) { return token.type == standin::kLong; };
     EXPECT_EQ(Progress(), TEV_PROGRESS_REFUSED);
     EXPECT_EQ(SourceTags().size(), 1U);
+    log_.Take();
   };
-  for (const bool ended : {false, true}) {
-    const auto leave = [&] {
-      be_in_a_walk();
-      if (ended) tev_python_environment_finalize();
+  for (const bool stopped : {false, true}) {
+    const auto unload = [&] {
+      hold_alone();
+      if (stopped) tev_python_environment_finalize();
       void* const library = dlopen(LibraryPath().c_str(), RTLD_NOW | RTLD_NOLOAD);
       dlclose(library);
       dlclose(library);  // the one of Library()
       _exit(dlopen(LibraryPath().c_str(), RTLD_NOW | RTLD_NOLOAD) == nullptr ? 0 : 1);
     };
-    EXPECT_EXIT(leave(), testing::ExitedWithCode(0), "") << ended << ": the library goes in a walk";
+    EXPECT_EXIT(unload(), testing::ExitedWithCode(0), "") << stopped;
   }
-  be_in_a_walk();
-  EXPECT_EQ(tev_python_environment_finalize(), 0) << "the interpreter goes before the scripts and the walk";
-  log_.Take();
+  hold_alone();
+  EXPECT_EQ(tev_python_environment_finalize(), 0) << "once too often";
   Finalize();
   EXPECT_EQ(log_.Take(), Messages());
+}
+
+TEST_F(LifecycleTest, SurvivesAnInterpreterThatEndsBadly) {
   Start({Script("s.py", "pass",
                 "import sys\nclass Out:\n  def flush(self): 1 / 0\n  closed = False\nsys.stdout = Out()")});
   Finalize();
