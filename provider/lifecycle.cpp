@@ -8,6 +8,7 @@
 #include "provider/script_config.h"
 #include "utils/log/log.h"
 #include "utils/python_env/python_env.h"
+#include "utils/python_env/python_runs.h"
 #include "utils/strings/conversions.h"
 
 bool PythonEventProvider::Initialize(tev_event_provider_t* provider, tev_type_system_t* type_system) {
@@ -70,7 +71,7 @@ void PythonEventProvider::Finalize(tev_event_provider_t* /*provider*/) {
   key_ids.clear();
   // A walk that was stuck may have left its error. The end of the scripts' objects may run Python code, which expects
   // none.
-  if (tev_python_environment_is_set() != 0) PyErr_Clear();
+  if (PythonRuns()) PyErr_Clear();
   DestroyScriptConfigs(script_configs);
   ResetWalk();
   if (python_started) {

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "utils/log/log.h"
-#include "utils/python_env/python_env.h"
+#include "utils/python_env/python_runs.h"
 #include "utils/strings/conversions.h"
 
 namespace {
@@ -23,7 +23,7 @@ PythonEventProvider::ScriptConfig::ScriptConfig(const tev_custom_options* option
 
 PythonEventProvider::ScriptConfig::~ScriptConfig() {
   tev_dict_delete(script_dict);
-  if (tev_python_environment_is_set() == 0) return;
+  if (!PythonRuns()) return;
   Py_CLEAR(function);
   Py_CLEAR(module_dict);
   Py_CLEAR(module);

@@ -11,6 +11,7 @@
 #include "utils/log/log.h"
 #include "utils/python_env/owned_ref.h"
 #include "utils/python_env/python_env.h"
+#include "utils/python_env/python_runs.h"
 
 namespace {
 
@@ -55,7 +56,7 @@ void PythonEventProvider::AbandonWalk() {
 
 // Forgets the walk. What it holds is given back, if its interpreter still runs.
 void PythonEventProvider::ResetWalk() {
-  if (tev_python_environment_is_set() == 0) AbandonWalk();
+  if (!PythonRuns()) AbandonWalk();
   iterable_stack.clear();
   current_iterable = nullptr;
   collection_in_progress = 0;

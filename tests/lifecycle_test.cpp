@@ -36,6 +36,7 @@ TEST_F(EnvironmentTest, CountsItsUsers) {
   tev_python_environment_print_error();
   EXPECT_EQ(tev_python_environment_get_module("a.py"), nullptr);
   EXPECT_EQ(log_.Take(), Messages{EnvironmentError("Python environment was not initialized")});
+  const auto own = [](int) {};
   for (const int number : {SIGINT, SIGPIPE}) signal(number, SIG_DFL);
   for (int period = 0; period < 2; ++period) {
     EXPECT_EQ(tev_python_environment_is_set(), 0);
@@ -44,9 +45,11 @@ TEST_F(EnvironmentTest, CountsItsUsers) {
     EXPECT_EQ(tev_python_environment_init(), 0);
     EXPECT_EQ(tev_python_environment_finalize(), 0);
     EXPECT_EQ(tev_python_environment_is_set(), 1);
-    for (const int number : {SIGINT, SIGPIPE}) EXPECT_EQ(signal(number, SIG_DFL), SIG_DFL) << "signals are the host's";
+    EXPECT_TRUE(Python("import signal"));
+    for (const int number : {SIGINT, SIGPIPE}) EXPECT_EQ(signal(number, own), SIG_DFL) << "signals are the host's";
     EXPECT_EQ(tev_python_environment_finalize(), 0);
     EXPECT_EQ(Py_IsInitialized(), 0);
+    for (const int number : {SIGINT, SIGPIPE}) EXPECT_EQ(signal(number, SIG_DFL), own) << "and stay so";
   }
 }
 
@@ -234,10 +237,16 @@ worker = threading.Thread(target=stop.wait, daemon=True)
 worker.start()
 atexit.register(lambda: [stop.set(), worker.join()])
 )");
+  const std::string late = Script("late.py", "return [1]", R"(
+import atexit, threading, time
+def run():
+  while True: time.sleep(0.001)
+atexit.register(lambda: threading.Thread(target=run, daemon=True).start())
+)");
   const Messages warned{
       {TEV_LOG_WARNING, "[python environment] threads of scripts are still there, so the interpreter stays"}};
-  const std::pair<std::string, bool> kLives[] = {
-      {ending, false}, {pooled, false}, {ending, false}, {staying, true}, {pooled, true}};
+  const std::pair<std::string, bool> kLives[] = {{ending, false}, {pooled, false}, {ending, false},
+                                                 {late, true},    {staying, true}, {pooled, true}};
   bool stayed = false;
   for (const auto& [script, stays] : kLives) {
     Start({script});
@@ -315,6 +324,14 @@ def get_tag(): result[0].clear(); result.clear(); return ''
 }
 
 TEST_F(LifecycleTest, SurvivesAnInterpreterThatEndsBadly) {
+  Start({Script("leaving.py", "return raise_it(args)", "def raise_it(args): raise SystemExit(7)")});
+  const auto leave = [this] {
+    static const auto finalize = [this] { Finalize(); };
+    atexit([] { finalize(); });
+    Progress();
+  };
+  EXPECT_EXIT(leave(), testing::ExitedWithCode(7), "") << "finalized by a function that runs after Python's end";
+  Finalize();
   Start({Script("s.py", "pass",
                 "import sys\nclass Out:\n  def flush(self): 1 / 0\n  closed = False\nsys.stdout = Out()")});
   Finalize();

@@ -6,6 +6,7 @@
 #include <libgen.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -23,9 +24,6 @@ struct PythonEnvironment {
 };
 
 PythonEnvironment* python_environment = nullptr;
-
-// An interpreter that was started here still runs, for threads of scripts that stay in it.
-bool interpreter_is_left = false;
 
 struct Free {
   void operator()(char* text) const { free(text); }
@@ -65,47 +63,70 @@ bool IsPythonFile(const char* file_name) {
   return length > 3 && strcmp(file_name + length - 3, ".py") == 0;
 }
 
-// The number of threads that Py_FinalizeEx waits for: those of the module threading that are no daemons.
-int CountAwaitedThreads() {
-  const OwnedRef name(PyUnicode_FromString("threading"));
-  const OwnedRef threading(name ? PyImport_GetModule(name.get()) : nullptr);
-  const OwnedRef threads(threading ? PyObject_CallMethod(threading.get(), "enumerate", nullptr) : nullptr);
-  int count = -1;  // the thread that asks is listed as well
-  for (Py_ssize_t i = 0; threads && i < PyList_Size(threads.get()); ++i) {
-    const OwnedRef daemon(PyObject_GetAttrString(PyList_GET_ITEM(threads.get(), i), "daemon"));
-    if (daemon.get() == Py_False) ++count;
-  }
+// Calls a function of a module, if that is imported; whatever it raises is dropped.
+void CallIfImported(const char* module, const char* function) {
+  const OwnedRef name(PyUnicode_FromString(module));
+  const OwnedRef imported(name ? PyImport_GetModule(name.get()) : nullptr);
+  const OwnedRef result(imported ? PyObject_CallMethod(imported.get(), function, nullptr) : nullptr);
   PyErr_Clear();
-  return count;
+}
+
+// What Py_FinalizeEx begins with: the wait for threads that are no daemons, and then the functions registered with
+// atexit, which end the threads of pools. Py_FinalizeEx finds both done.
+void EndScripts() {
+  CallIfImported("threading", "_shutdown");
+  CallIfImported("atexit", "_run_exitfuncs");
 }
 
 // Whether threads would be left behind in an interpreter that is stopped: they would wake up in the next one, with
-// nothing there of what they knew, and crash.
-bool HasThreadsToStay() {
-  int others = -1;
-  for (PyThreadState* state = PyInterpreterState_ThreadHead(PyThreadState_Get()->interp); state != nullptr;
-       state = PyThreadState_Next(state)) {
-    ++others;
-  }
-  return others > 0 && others > CountAwaitedThreads();
-}
-
-// The same, after some time for threads that are just ending, for which they need the interpreter's lock.
+// nothing there of what they knew, and crash. Some time is given to those that are just ending, for which they need the
+// interpreter's lock.
 bool ThreadsStay() {
   for (int attempt = 0; attempt < 10; ++attempt) {
-    if (!HasThreadsToStay()) return false;
-    PyThreadState* state = PyEval_SaveThread();
+    PyThreadState* const state = PyThreadState_Get();
+    PyThreadState* const newest = PyInterpreterState_ThreadHead(state->interp);
+    if (newest == state && PyThreadState_Next(newest) == nullptr) return false;
+    PyEval_SaveThread();
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
     PyEval_RestoreThread(state);
   }
   return true;
 }
 
-// Calls what scripts have registered with atexit, as the interpreter's stop would. It ends the threads of pools.
-void RunExitFunctions() {
-  const OwnedRef atexit_module(PyImport_ImportModule("atexit"));
-  const OwnedRef done(atexit_module ? PyObject_CallMethod(atexit_module.get(), "_run_exitfuncs", nullptr) : nullptr);
+// In sys, the mark of an interpreter that was started here and is left running, for threads that stay in it.
+constexpr char kLeft[] = "_rubruf_left";
+
+// Whether the interpreter that runs was left, and is ours again.
+bool TakeBackInterpreter() {
+  if (PySys_GetObject(kLeft) == nullptr) return false;
+  PySys_SetObject(kLeft, nullptr);
+  return true;
+}
+
+// The inlined parts of CPython's interface are those of one version. Another one can come before it in the process,
+// from a host that links it.
+bool IsPythonOfThisBuild() {
+  constexpr char kVersion[] = Py_STRINGIFY(PY_MAJOR_VERSION) "." Py_STRINGIFY(PY_MINOR_VERSION) ".";
+  if (strncmp(Py_GetVersion(), kVersion, strlen(kVersion)) == 0) return true;
+  TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] the process has Python %.6s, and this library is made for %s*",
+               Py_GetVersion(), kVersion);
+  return false;
+}
+
+// Starts the interpreter without a hand on SIGINT: CPython's module of signals, once imported, takes it
+// from a host that has no handler, and gives the default back at the stop, whatever the host has put there since.
+void StartInterpreter() {
+  struct sigaction of_host {};
+  sigaction(SIGINT, nullptr, &of_host);
+  Py_InitializeEx(0);
+  if (Py_IsInitialized() == 0) return;
+  const OwnedRef signals(PyImport_ImportModule("_signal"));
+  const OwnedRef by_default(signals ? PyObject_GetAttrString(signals.get(), "SIG_DFL") : nullptr);
+  if (by_default && of_host.sa_handler == SIG_DFL) {
+    const OwnedRef before(PyObject_CallMethod(signals.get(), "signal", "iO", SIGINT, by_default.get()));
+  }
   PyErr_Clear();
+  sigaction(SIGINT, &of_host, nullptr);
 }
 
 void LogAllocationError() { TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] Memory allocation error"); }
@@ -117,6 +138,7 @@ int32_t tev_python_environment_init(void) {
     ++python_environment->users;
     return 0;
   }
+  if (!IsPythonOfThisBuild()) return -1;
   const bool runs_already = Py_IsInitialized() != 0;
   if (runs_already && PyGILState_Check() == 0) {
     TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] an interpreter runs, and this thread does not hold its lock");
@@ -128,7 +150,7 @@ int32_t tev_python_environment_init(void) {
     return -1;
   }
   PromoteLibpython();
-  Py_InitializeEx(0);
+  if (!runs_already) StartInterpreter();
   if (const int initialized = Py_IsInitialized(); initialized == 0) {
     TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] Py_IsInitialized returned %d", initialized);
     free(python_environment);
@@ -136,7 +158,7 @@ int32_t tev_python_environment_init(void) {
     return -1;
   }
   python_environment->users = 1;
-  python_environment->interpreter_is_ours = !runs_already || interpreter_is_left;
+  python_environment->interpreter_is_ours = !runs_already || TakeBackInterpreter();
   return 0;
 }
 
@@ -199,13 +221,10 @@ int32_t tev_python_environment_finalize(void) {
   const bool interpreter_is_ours = python_environment->interpreter_is_ours;
   free(python_environment);
   python_environment = nullptr;
-  if (!interpreter_is_ours) return 0;
-  interpreter_is_left = ThreadsStay();
-  if (interpreter_is_left) {
-    RunExitFunctions();
-    interpreter_is_left = ThreadsStay();
-  }
-  if (interpreter_is_left) {
+  if (!interpreter_is_ours || Py_IsInitialized() == 0) return 0;
+  EndScripts();
+  if (ThreadsStay()) {
+    PySys_SetObject(kLeft, Py_True);
     TEV_UTIL_LOG(TEV_LOG_WARNING, "[python environment] threads of scripts are still there, so the interpreter stays");
     return 0;
   }

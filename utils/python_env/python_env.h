@@ -2,8 +2,8 @@
 //
 // The layer has no lock of its own and leaves the global interpreter lock where it is: the thread that starts the
 // interpreter holds it from then on, and that thread alone may use Python and this layer, one call at a time. Only the
-// last finalize gives it away for moments, while threads of scripts are ending. An interpreter that runs already, be it
-// the host's or one that could not be stopped, is used as it is and left running.
+// last finalize gives it away for moments, while threads of scripts are ending. An interpreter that runs already is
+// used as it is; it is left running if it is the host's, and stopped if an earlier finalize could not do that.
 
 #ifndef RUBRUF_UTILS_PYTHON_ENV_PYTHON_ENV_H_
 #define RUBRUF_UTILS_PYTHON_ENV_PYTHON_ENV_H_
