@@ -73,8 +73,9 @@ void PromoteLibpython() {
   if (library != nullptr) dlclose(library);
 }
 
-// Without signal handlers takes more than to say so to Py_InitializeEx: CPython's module of signals, once imported, takes
-// SIGINT from a host that has no handler, and sets the default again at the stop, whatever the host has put there since.
+// Without signal handlers takes more than to say so to Py_InitializeEx: CPython's module of signals, once imported,
+// takes SIGINT from a host that has no handler, and sets the default again at the stop, whatever the host has put there
+// since.
 void StartInterpreter() {
   struct sigaction of_host {};
   sigaction(SIGINT, nullptr, &of_host);
