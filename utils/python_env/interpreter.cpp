@@ -35,6 +35,19 @@ void EndScripts() {
   CallIfImported("atexit", "_run_exitfuncs");
 }
 
+// Gives SIGINT back. Whatever was said to Py_InitializeEx, CPython's module of signals, once imported, takes it from a
+// host that has no handler, and sets the default again at the stop, whatever the host has put there since.
+void ReleaseInterrupt() {
+  const OwnedRef signals(PyImport_ImportModule("_signal"));
+  const OwnedRef pythons(signals ? PyObject_GetAttrString(signals.get(), "default_int_handler") : nullptr);
+  const OwnedRef handler(pythons ? PyObject_CallMethod(signals.get(), "getsignal", "i", SIGINT) : nullptr);
+  const OwnedRef by_default(handler ? PyObject_GetAttrString(signals.get(), "SIG_DFL") : nullptr);
+  if (by_default && handler == pythons) {
+    const OwnedRef before(PyObject_CallMethod(signals.get(), "signal", "iO", SIGINT, by_default.get()));
+  }
+  PyErr_Clear();
+}
+
 // Whether threads would be left behind in an interpreter that is stopped: they would wake up in the next one, with
 // nothing there of what they knew, and crash. Some time is given to those that are just ending, for which they need the
 // interpreter's lock.
@@ -73,21 +86,9 @@ void PromoteLibpython() {
   if (library != nullptr) dlclose(library);
 }
 
-// Without signal handlers takes more than to say so to Py_InitializeEx: CPython's module of signals, once imported,
-// takes SIGINT from a host that has no handler, and sets the default again at the stop, whatever the host has put there
-// since.
 void StartInterpreter() {
-  struct sigaction of_host {};
-  sigaction(SIGINT, nullptr, &of_host);
   Py_InitializeEx(0);
-  if (Py_IsInitialized() == 0) return;
-  const OwnedRef signals(PyImport_ImportModule("_signal"));
-  const OwnedRef by_default(signals ? PyObject_GetAttrString(signals.get(), "SIG_DFL") : nullptr);
-  if (by_default && of_host.sa_handler == SIG_DFL) {
-    const OwnedRef before(PyObject_CallMethod(signals.get(), "signal", "iO", SIGINT, by_default.get()));
-  }
-  PyErr_Clear();
-  sigaction(SIGINT, &of_host, nullptr);
+  if (Py_IsInitialized() != 0) ReleaseInterrupt();
 }
 
 int32_t StopInterpreter() {
