@@ -34,8 +34,8 @@ class PythonEventProvider {
   class ScriptConfig;  // provider/script_config.h
 
   PythonEventProvider() = default;
-  // At the end of the library or of the process. What a life holds is Finalize's to release, and stays when that was not
-  // called: it may be too late for Python.
+  // At the end of the library or of the process. What a life holds is Finalize's to release, and stays when that was
+  // not called: it may be too late for Python.
   ~PythonEventProvider() { AbandonWalk(); }
   PythonEventProvider(const PythonEventProvider&) = delete;
   PythonEventProvider& operator=(const PythonEventProvider&) = delete;

@@ -17,8 +17,8 @@ inline std::string LibraryPath() {
   return path ? path : RUBRUF_LIBRARY_PATH;
 }
 
-// It is loaded, never linked, so that one build of the tests serves the plug-ins of every Python version. It stays loaded
-// to the end of the process, for the leak checker to see what its globals hold.
+// It is loaded, never linked, so that one build of the tests serves the plug-ins of every Python version. It stays
+// loaded to the end of the process, for the leak checker to see what its globals hold.
 inline const standin::Plugin& Library() {
   static const auto* const library = new standin::Plugin(LibraryPath());
   return *library;
