@@ -224,57 +224,44 @@ def count(): return [sys.getrefcount(x) for x in (sys.modules[__name__], globals
   EXPECT_EQ(tev_python_environment_is_set(), 0);
 }
 
-// A thread that a life leaves behind must find its interpreter when it wakes up in the next one.
+// A thread that a life leaves behind must find its interpreter when it wakes up in the next one; once there is none
+// left, the interpreter is stopped like any other.
 TEST_F(LifecycleTest, KeepsTheInterpreterForThreadsThatStay) {
-  const std::string ending = Script("ending.py", "threading.Thread(target=time.sleep, args=[0.01]).start(); return [1]",
-                                    "import threading, time");
-  const std::string staying = Script("staying.py", "threading.Thread(target=run, daemon=True).start(); return [1]",
-                                     "import threading, time\ndef run():\n  while True: time.sleep(0.001)");
-  const std::string pooled = Script("pooled.py", "return [1]", R"(
-import atexit, threading
-stop = threading.Event()
-worker = threading.Thread(target=stop.wait, daemon=True)
-worker.start()
-atexit.register(lambda: [stop.set(), worker.join()])
-)");
-  const std::string late = Script("late.py", "return [1]", R"(
-import atexit, threading, time
+  const std::string common = R"(
+import atexit, sys, threading, time
+stop = sys.stop = getattr(sys, 'stop', threading.Event())
 def run():
-  while True: time.sleep(0.001)
-atexit.register(lambda: threading.Thread(target=run, daemon=True).start())
+  while not stop.wait(0.001): pass
+def start(target): threading.Thread(target=target, daemon=True).start()
+def join(): [thread.join() for thread in threading.enumerate() if thread.daemon]
+)";
+  const auto script = [&](const std::string& name, const std::string& more) {
+    return Script(name, "return [1]", common + more);
+  };
+  const std::string ending = script("ending.py", "threading.Thread(target=time.sleep, args=[0.01]).start()");
+  const std::string pooled = script("pooled.py", R"(
+own = threading.Event()
+start(own.wait)
+atexit.register(own.set)
 )");
+  const std::string late = script("late.py", "atexit.register(lambda: start(run))");
+  const std::string staying = script("staying.py", "start(run)");
+  const std::string last = script("last.py", "stop.set(); join()");
   const Messages warned{
       {TEV_LOG_WARNING, "[python environment] threads of scripts are still there, so the interpreter stays"}};
-  const std::pair<std::string, bool> kLives[] = {{ending, false}, {pooled, false}, {ending, false},
-                                                 {late, true},    {staying, true}, {pooled, true}};
+  const std::pair<std::string, bool> kLives[] = {{ending, false}, {pooled, false}, {ending, false}, {late, true},
+                                                 {staying, true}, {pooled, true},  {last, false}};
   bool stayed = false;
-  for (const auto& [script, stays] : kLives) {
-    Start({script});
+  for (const auto& [path, stays] : kLives) {
+    Start({path});
     EXPECT_TRUE(Collect().complete());
-    EXPECT_EQ(Python("import sys; assert not hasattr(sys, 'life'); sys.life = 1"), !stayed) << script;
+    EXPECT_EQ(Python("import sys; assert not hasattr(sys, 'life'); sys.life = 1"), !stayed) << path;
     Finalize();
-    EXPECT_EQ(Problems(), stays ? warned : Messages()) << script;
-    EXPECT_EQ(Library().Symbol<int (*)()>("Py_IsInitialized")(), stays ? 1 : 0) << script;
+    EXPECT_EQ(Problems(), stays ? warned : Messages()) << path;
+    EXPECT_EQ(Library().Symbol<int (*)()>("Py_IsInitialized")(), stays ? 1 : 0) << path;
     stayed = stays;
     usleep(20000);
   }
-}
-
-// What a left interpreter stays for may end, and then it is stopped like any other.
-TEST_F(LifecycleTest, StopsAnInterpreterThatItLeftOnceItsThreadsEnd) {
-  Start({Script("s.py", "return [1]", R"(
-import sys, threading
-sys.stop = threading.Event()
-sys.worker = threading.Thread(target=sys.stop.wait, daemon=True)
-sys.worker.start()
-)")});
-  Finalize();
-  EXPECT_EQ(Problems().size(), 1U);
-  Start({Script("t.py", "sys.stop.set(); sys.worker.join(); return [1]", "import sys")});
-  EXPECT_TRUE(Collect().complete());
-  Finalize();
-  EXPECT_EQ(Problems(), Messages());
-  EXPECT_EQ(Library().Symbol<int (*)()>("Py_IsInitialized")(), 0);
 }
 
 TEST_F(LifecycleTest, LeavesAnInterpreterOfTheHostRunning) {
