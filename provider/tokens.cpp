@@ -4,6 +4,7 @@
 
 #include <ctime>
 
+#include "provider/long_value.h"
 #include "provider/provider.h"
 #include "provider/utf8.h"
 #include "utils/log/log.h"
@@ -49,12 +50,12 @@ tev_progress_status_t PythonEventProvider::WriteText(tev_data_serializer_t* seri
 
 // An integer outside 64 bits is written as -1, PyLong_AsLong's result, and leaves its error pending.
 tev_progress_status_t PythonEventProvider::OnLong(tev_data_serializer_t* serializer) {
-  const int64_t value = PyLong_AsLong(current_item.value.get());
+  const int64_t value = LongValue(current_item.value.get());
   return WriteEvent(serializer, current_item.key_id, PYTHON_EVENT_LONG, sizeof value, &value);
 }
 
 tev_progress_status_t PythonEventProvider::OnDouble(tev_data_serializer_t* serializer) {
-  const double value = PyFloat_AsDouble(current_item.value.get());
+  const double value = PyFloat_AS_DOUBLE(current_item.value.get());
   return WriteEvent(serializer, current_item.key_id, PYTHON_EVENT_DOUBLE, sizeof value, &value);
 }
 
