@@ -87,6 +87,14 @@ void CheckGuid(const std::string& text) {
   }
 }
 
+void CheckHexDigits(const std::string& text) {
+  for (const char digit : text) {
+    const size_t at = std::string("0123456789abcdefABCDEF").find(digit);
+    const int value = at == std::string::npos ? -1 : static_cast<int>(at < 16 ? at : at - 6);
+    ExpectEqual(hex_char_to_int(digit), value, std::string("the value of ") + digit);
+  }
+}
+
 void ExpectText(char* made, const std::string& expected, const char* what) {
   const std::unique_ptr<char, void (*)(void*)> owned(made, free);
   ExpectEqual(std::string(made), expected, what);
@@ -108,9 +116,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   ExpectEqual(string_to_boolean(text.c_str()), text == "1" || text == "True" || text == "true", "boolean " + text);
   CheckTrimming(text);
   CheckGuid(text);
+  CheckHexDigits(text);
   const std::string list = text.substr(0, text.size() / 2);
   ExpectText(string_concat_comma_seperated_token(list.c_str(), text.c_str()), list + (list.empty() ? "" : ",") + text,
              "the list with one token more");
+  ExpectText(string_concat_comma_seperated_token(nullptr, text.c_str()), text, "the first token of a list");
   ExpectText(tev_expand_string_template("%s|%zu", text.c_str(), size), text + "|" + std::to_string(size),
              "the expanded template");
   return 0;

@@ -40,22 +40,6 @@ std::vector<Entry> Enumerate(const tev_dict_t* dict) {
   return entries;
 }
 
-TEST(Dict, EnumeratesInBucketOrder) {
-  const struct {
-    const char *keys, *order;
-    uint32_t bucket_count, threshold;
-  } cases[] = {{"", "", 0, 0},     {"ba", "ab", 4, 3},  {"aei", "iae", 4, 3},          {"aeia", "iae", 8, 6},
-               {"Aa", "Aa", 4, 3}, {"aaaa", "a", 4, 3}, {"abcdefg", "abcdefg", 16, 12}};
-  for (const auto& test : cases) {
-    const Dict dict = NewDict(test.keys);
-    std::string order;
-    for (const auto& entry : Enumerate(dict.get())) order += entry.first;
-    EXPECT_EQ(order, test.order);
-    EXPECT_EQ(dict->table->bucket_count, test.bucket_count) << test.keys;
-    EXPECT_EQ(dict->table->growth_threshold, test.threshold) << test.keys;
-  }
-}
-
 TEST(Dict, OwnsCopiesAndKeepsTheFirstCopyOfAKey) {
   const Dict dict = NewDict();
   std::string key = "b";

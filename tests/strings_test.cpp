@@ -1,10 +1,9 @@
-// Tests of the string conversions at the edge of what a text can be, of templates and token lists. What texts are read
-// as is compared with other readings of them where they are fuzzed.
+// Tests of the string conversions where there is no text, and of templates. What texts are read as is compared with
+// other readings of them where they are fuzzed.
 
 #include <gtest/gtest.h>
 #include <malloc.h>
 
-#include <array>
 #include <memory>
 
 #include "tests/library.h"
@@ -23,12 +22,9 @@ RUBRUF_IMPORT(string_to_u32);
 RUBRUF_IMPORT(string_to_u16);
 RUBRUF_IMPORT(string_to_u8);
 RUBRUF_IMPORT(string_to_boolean);
-RUBRUF_IMPORT(boolean_to_string);
-RUBRUF_IMPORT(hex_char_to_int);
 RUBRUF_IMPORT(string_to_guid);
 RUBRUF_IMPORT(tev_expand_string_template);
 RUBRUF_IMPORT(tev_vexpand_string_template);
-RUBRUF_IMPORT(string_concat_comma_seperated_token);
 
 TEST(Conversions, RefuseWhatIsNotThere) {
   const auto refuse = [](auto convert) { EXPECT_FALSE(convert("1", nullptr)); };
@@ -48,21 +44,6 @@ TEST(Conversions, RefuseWhatIsNotThere) {
   refuse_null(string_to_u8, uint8_t{77});
   refuse_null(string_to_guid, uint8_t{77});
   EXPECT_TRUE(string_to_boolean(nullptr));
-}
-
-TEST(Booleans, HaveTexts) {
-  EXPECT_STREQ(boolean_to_string(true), "true");
-  EXPECT_STREQ(boolean_to_string(false), "false");
-}
-
-TEST(HexDigits, HaveTheirValuesAndNoOtherByteHasOne) {
-  const std::string lower = "0123456789abcdef";
-  const std::string upper = "0123456789ABCDEF";
-  for (int byte = 0; byte < 256; ++byte) {
-    const char digit = static_cast<char>(byte);
-    const size_t value = std::min(lower.find(digit), upper.find(digit));
-    EXPECT_EQ(hex_char_to_int(digit), value == std::string::npos ? -1 : static_cast<int>(value)) << byte;
-  }
 }
 
 using Text = std::unique_ptr<char, decltype(&free)>;
@@ -98,15 +79,6 @@ TEST(Templates, ThatCannotBeExpandedAreReported) {
   LogCatcher log(TEV_LOG_ERROR);
   EXPECT_EQ(tev_expand_string_template("%ls", L"\u20ac"), nullptr) << "no such character in the C locale";
   EXPECT_EQ(log.Take(), (LogCatcher::Messages{{3, "Failed to calculate length of expanded string template"}}));
-}
-
-TEST(TokenLists, GrowByACommaAndAToken) {
-  const std::array<const char*, 3> cases[] = {{nullptr, "a", "a"}, {"a", "b", "a,b"},    {"a,b", "c", "a,b,c"},
-                                              {"", "b", "b"},      {"a", "", "a,"},      {nullptr, "", ""},
-                                              {"", "", ""},        {"a,", "%s", "a,,%s"}};
-  for (const auto& [list, token, grown] : cases) {
-    EXPECT_STREQ(Own(string_concat_comma_seperated_token(list, token)).get(), grown);
-  }
 }
 
 }  // namespace
