@@ -12,8 +12,9 @@
 // scripts.
 extern "C" TEV_EXPORT tev_event_provider_t* construct_event_provider(tev_custom_options* options);
 
-// The descriptor's `initialize`. True when the provider is ready to collect; after false nothing is left to finalise.
-// C++ linkage is part of the interface.
+// The descriptor's `initialize`. True when the provider is ready to collect. After false, which follows an error
+// message, all is finalised; only where the interpreter does not start or the provider is initialised already, nothing
+// has changed. C++ linkage is part of the interface.
 TEV_EXPORT bool python_event_provider_initialize(tev_event_provider_t* provider, tev_type_system_t* type_system);
 
 #endif  // RUBRUF_PROVIDER_ENTRY_H_

@@ -106,6 +106,7 @@ char* Copy(void* caller, const char* text, size_t size) {
 
 #define CALLER __builtin_return_address(0)
 
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library's names are reserved ones
 extern "C" {
 void* malloc(size_t size) noexcept { return Allocate(CALLER, nullptr, size); }
 void* realloc(void* block, size_t size) noexcept { return Allocate(CALLER, block, size); }
@@ -121,6 +122,7 @@ void free(void* block) noexcept {
 char* strdup(const char* text) noexcept { return Copy(CALLER, text, strlen(text)); }
 char* strndup(const char* text, size_t size) noexcept { return Copy(CALLER, text, strnlen(text, size)); }
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 void* operator new(size_t size) { return AllocateOrThrow(CALLER, size); }
 void* operator new[](size_t size) { return AllocateOrThrow(CALLER, size); }

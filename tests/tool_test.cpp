@@ -86,9 +86,19 @@ TEST_F(ToolTest, CheckFindsTheFaultsOfAllScriptsInOneRun) {
   Write("syntax.py", "def collect(args):\n    return {\n");
   Write("other.py", "collect = 5\n");
   Write("quits.py", "raise SystemExit(5)\n");
+  Write("a.b.py", collect);
+  Write("moves.py", R"(
+import concurrent.futures, os, threading, time
+os.chdir('/')
+pool = concurrent.futures.ThreadPoolExecutor(1)
+def collect(args):
+    for seconds in (0.1, 3): threading.Thread(target=time.sleep, args=[seconds], name=str(seconds)).start()
+    return [pool.submit(int).result()]
+)");
   std::string command = "check";
-  for (const char* script : {"tagged.py", "b/tagged.py", "raises.py", "json.py", "needs.py", "syntax.py", "none.py",
-                             "other.py", "other.py --function go --tag t", "quits.py --tag t"})
+  for (const char* script :
+       {"tagged.py", "b/tagged.py", "raises.py", "json.py", "needs.py", "syntax.py", "none.py", "other.py",
+        "other.py --function go --tag t", "quits.py --tag t", "a.b.py", "moves.py --tag m"})
     command += std::string(" --script ") + script;
   ExpectAll(
       {"error: dict_good: [19]: None", "  and 30 more errors\n", "dict_good: b/tagged.py: importing tagged gives ",
@@ -99,8 +109,15 @@ TEST_F(ToolTest, CheckFindsTheFaultsOfAllScriptsInOneRun) {
        ": needs.py:2, in <module>: ModuleNotFoundError: No module named 'rubruf_none'", ": syntax.py:2: SyntaxError: ",
        ": other.py: collect is not a function", "dict_t: other.py: there is no function go: ", ": none.py: there is no",
        "dict_t: quits.py:1, in <module>: SystemExit: 5", "dict_t: quits.py: other.py has the same tag",
-       "10 scripts: 110 errors, 1 warning\nstatus 1"},
+       ": a.b.py: No module named 'a': a name with a dot is that of a module in a package: rename the file",
+       "ms, 4 tokens\n  error: dict_m: moves.py: the thread '3' does not end, and the host waits for that in finalize",
+       "12 scripts: 112 errors, 1 warning\nstatus 1"},
       Run(command));
+  Write("id.py", collect + "def get_app_id(): return 'none'\n");
+  ExpectAll({"error: id.py: get_app_id returns 'none': an ID has", "1 script: 1 error", "status 1"},
+            Run("check --script id.py"));
+  ExpectAll({"error: tagged.py: the argument \"x=\uFFFD\" is not UTF-8\n1 script: 1 error", "status 1"},
+            Run("check --script tagged.py --arg x=\xff"));
 }
 
 TEST_F(ToolTest, CheckTellsMemoryThatKeepsGrowingFromMemoryThatFillsUp) {
@@ -143,11 +160,13 @@ TEST_F(ToolTest, TellsHostOptionsAndWrongUsage) {
             "python-import-1-force-sync=true\npython-import-arg-1-x=1=2\npython-import-2-file=b.py\nstatus 0");
   EXPECT_EQ(Run("options --config-dir 'd\"' --format json"), R"({"python-import-config-dir":"d\""})"
                                                              "\nstatus 0");
-  for (const char* wrong : {"", "collect", "run", "run --format xml --script x.py", "check --repeat 3 --script x.py",
-                            "--log-level loud --script x.py", "--tag t --script x.py", "options --stats"})
+  for (const char* wrong :
+       {"", "collect", "run", "run --format xml --script x.py", "check --repeat 3 --script x.py",
+        "--log-level loud --script x.py", "--tag t --script x.py", "options --stats", "--config-dir . --script x.py"})
     ExpectAll({"status 2"}, Run(wrong));
   for (const std::string command : {"run ", "check ", "options "})
     ExpectAll({"Example:\n  rubruf-host " + command, "status 0"}, Run(command + "--help"));
+  ExpectAll({"rubruf 0.1.0, Python 3.", "status 0"}, Run("--version"));
 }
 
 }  // namespace

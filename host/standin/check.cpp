@@ -26,11 +26,20 @@ namespace {
 using nlohmann::json;
 
 void Add(const json& found, CheckedScript* checked) {
-  const Findings errors{found["errors"][0], found["errors"][1]};
-  if (errors.count > 0) checked->sound = false;
-  checked->errors.Add(errors);
+  checked->errors.Add(Findings{found["errors"][0], found["errors"][1]});
   checked->warnings.Add(Findings{found["warnings"][0], found["warnings"][1]});
 }
+
+bool IsUtf8(const std::string& text) {
+  try {
+    static_cast<void>(json(text).dump());
+    return true;
+  } catch (const json::type_error&) {
+    return false;
+  }
+}
+
+std::string Shown(const json& value) { return value.dump(-1, ' ', false, json::error_handler_t::replace); }
 
 // The options choose one of three ways to configure scripts; in two of them .cfg files do it.
 bool ConfiguredByFiles(const OptionList& options) {
@@ -46,7 +55,7 @@ class Checker {
       : scripts_(Checked(Survey(plugin, options), options)), module_(plugin, "rubruf_checker", kCheckerSource) {
     for (const CheckedScript& checked : scripts_) {
       const json request = {{"path", checked.script.path}, {"function", checked.script.function}};
-      module_.Call("bind", request.dump(-1, ' ', false, json::error_handler_t::replace));
+      module_.Call("bind", Shown(request));
     }
   }
 
@@ -60,8 +69,8 @@ class Checker {
       std::cerr << "rubruf-host: " << error.what() << std::endl;
       started = false;
     }
-    const json findings = json::parse(module_.Call("release", ""));
-    for (size_t i = 0; i < scripts_.size(); ++i) Add(findings[i], &scripts_[i]);
+    const json findings = AddFindings("release");
+    for (size_t i = 0; i < scripts_.size(); ++i) scripts_[i].sound = findings[i]["errors"][0] == 0;
     return started;
   }
 
@@ -79,11 +88,19 @@ class Checker {
       Judge(blocks, 1, "the interpreter's memory", "blocks", &checked);
       Judge(resident, 1024, "resident memory", "KiB", &checked);
     }
+    AddFindings("threads");
   }
 
   const std::vector<CheckedScript>& scripts() const { return scripts_; }
 
  private:
+  // Adds what a function of checker.py tells of each script, and returns it.
+  json AddFindings(const char* function) {
+    json findings = json::parse(module_.Call(function, ""));
+    for (size_t i = 0; i < scripts_.size(); ++i) Add(findings[i], &scripts_[i]);
+    return findings;
+  }
+
   static std::vector<CheckedScript> Checked(std::vector<ConfiguredScript> scripts, const OptionList& options) {
     const char* const configuration = ConfiguredByFiles(options) ? "its .cfg file" : "the options";
     std::vector<CheckedScript> checked;
@@ -91,6 +108,10 @@ class Checker {
       CheckedScript& added = checked.emplace_back();
       added.tag_origin = script.tag_configured() ? configuration : "get_tag or the path";
       added.script = std::move(script);
+      for (const std::string& argument : added.script.arguments) {
+        if (!IsUtf8(argument))
+          added.errors.Add(added.script.path + ": the argument " + Shown(argument) + " is not UTF-8");
+      }
     }
     return checked;
   }
@@ -119,7 +140,8 @@ class Checker {
     if (!found.is_null()) {
       checked.seconds += found["seconds"].get<double>();
       // A warning comes again with each collection.
-      if (checked.collections == 1 || found["errors"][0] > 0) Add(found, &checked);
+      checked.sound = found["errors"][0] == 0;
+      if (checked.collections == 1 || !checked.sound) Add(found, &checked);
     }
     if (found.is_null() || !collection.complete()) {
       checked.errors.Add(checked.script.path + ": the collection failed, and no fault was found in its result");
@@ -141,7 +163,7 @@ class Checker {
     char amount[32];
     snprintf(amount, sizeof amount, "%.1f", *per_collection / unit_size);
     checked->errors.Add(checked->script.path + ": " + what + " keeps growing, by " + amount + " " + unit +
-                        " per collection: something keeps what each call makes");
+                        " per collection: something keeps what each call makes, or keys are ever new");
   }
 
   std::vector<CheckedScript> scripts_;

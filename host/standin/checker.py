@@ -8,12 +8,18 @@ import gc
 import importlib
 import json
 import os
+import re
 import sys
+import threading
 import time
 import types
+import weakref
 from importlib.machinery import PathFinder
 
 LISTED = 20  # findings of a kind that are reported; more are counted
+PATIENCE = 1  # seconds that a thread has to end
+
+_START = os.getcwd()  # what relative paths start from, wherever a script goes
 
 _ABSENT = object()
 _REMEDIES = {
@@ -31,6 +37,7 @@ _clear_caches = getattr(sys, "_clear_internal_caches", None) or getattr(sys, "_c
 
 _scripts = []  # a Script each, in the order of bind()
 _last = None  # the Findings of the last collection
+_threads = weakref.WeakKeyDictionary()  # a thread -> the Script at whose work it was seen first
 _displaced = []  # (mapping, key, value before) of what bind() has put in place
 _key_texts = {}  # the text up to the first zero character, by which keys are numbered -> the first such key
 
@@ -164,9 +171,9 @@ def _path(place):
 class Watch:
     """Stands for a script's function."""
 
-    def __init__(self, function, path):
+    def __init__(self, function, script):
         self.function = function
-        self.path = path
+        self.script = script
 
     def __call__(self, arguments):
         global _last
@@ -178,8 +185,10 @@ class Watch:
             findings.seconds = time.perf_counter() - start
         except BaseException as error:
             findings.seconds = time.perf_counter() - start
-            findings.error(*_cause(error, self.path))
+            findings.error(*_cause(error, self.script.path))
             return []
+        finally:
+            self.script.note_threads()
         check(result, findings)
         return [] if findings.found["errors"][0] else result
 
@@ -243,7 +252,7 @@ class Script:
         elif not callable(function):
             self.findings.error(self.path, "%s is not a function" % self.function_name)
         elif not _is(function, Watch):
-            _put(names, self.function_name, Watch(function, self.path))
+            _put(names, self.function_name, Watch(function, self))
             self.watch_answer(names, "get_tag", "the tag is made from the path")
             self.watch_answer(names, "get_app_id", "it gives no application ID")
 
@@ -255,14 +264,29 @@ class Script:
         try:
             return importlib.import_module(self.name)
         except BaseException as error:
-            if not os.path.isfile(self.path):
+            if not self.is_file():
                 self.findings.error(self.path, "there is no such file")
+            elif isinstance(error, ModuleNotFoundError) and "." in self.name:
+                message = "%s: a name with a dot is that of a module in a package: rename the file"
+                self.findings.error(self.path, message % _text(error))
             else:
                 self.findings.error(*_cause(error, self.path))
             stub = _Stub(self.name)
             setattr(stub, self.function_name, _ABSENT)
             _put(sys.modules, self.name, stub)
+            package = self.name.partition(".")[0]  # which the plug-in's import asks for as well
+            if package not in sys.modules:
+                _put(sys.modules, package, stub)
             return None
+        finally:
+            self.note_threads()
+
+    def is_file(self):
+        return os.path.isfile(os.path.join(_START, self.path))
+
+    def note_threads(self):
+        for thread in threading.enumerate():
+            _threads.setdefault(thread, self)
 
     def check_file(self, module):
         """Whether the module is this script, and none but this script."""
@@ -271,7 +295,7 @@ class Script:
         if _in_standard_library(self.name):
             what = "hides the standard library's module from every script" if is_this else "is never imported"
             self.findings.error(self.path, "has the name of a standard-library module and %s: rename the file" % what)
-        elif not os.path.isfile(self.path):
+        elif not self.is_file():
             self.findings.error(self.path, "there is no such file")
         elif not is_this:
             message = "importing %s gives %s: files of one name share a module, rename one of them"
@@ -292,6 +316,9 @@ class Script:
                 raise
             if type(text) is not str:
                 self.findings.warning(self.path, "%s returns no str: %s" % (asked, consequence))
+            elif asked == "get_app_id" and text and not re.fullmatch("-*([0-9a-fA-F]-*){32}", text):
+                message = "get_app_id returns %s: an ID has 32 hexadecimal digits, and nothing starts without one"
+                self.findings.error(self.path, message % _shown(text))
             return text
 
         _put(names, asked, answer)
@@ -303,7 +330,7 @@ def _put(mapping, key, value):
 
 
 def _same_file(a, b):
-    return os.path.realpath(a) == os.path.realpath(b)
+    return os.path.realpath(os.path.join(_START, a)) == os.path.realpath(os.path.join(_START, b))
 
 
 def _in_standard_library(name):
@@ -315,7 +342,7 @@ def _in_standard_library(name):
 
 
 def call(function, text):
-    """The entry: calls bind, release, take or memory."""
+    """The entry: calls bind, release, take, memory or threads."""
     return globals()[function](text)
 
 
@@ -355,3 +382,20 @@ def memory(_):
     with open("/proc/self/smaps_rollup", "rb") as rollup:
         resident = next(int(line.split()[1]) * 1024 for line in rollup if line.startswith(b"Rss:"))
     return json.dumps([blocks, resident])
+
+
+def threads(_):
+    """The findings for each script about threads of its that do not end."""
+    for script in _scripts:
+        script.findings = Findings()
+    deadline = time.monotonic() + PATIENCE
+    # Those of a pool wait for work, and are ended with the interpreter.
+    pooled = getattr(sys.modules.get("concurrent.futures.thread"), "_threads_queues", ())
+    for thread, script in list(_threads.items()):
+        if thread.daemon or thread is threading.main_thread() or thread in pooled:
+            continue
+        thread.join(max(0, deadline - time.monotonic()))
+        if thread.is_alive():
+            message = "the thread %s does not end, and the host waits for that in finalize: make it a daemon thread"
+            script.findings.error(script.path, message % _shown(thread.name))
+    return json.dumps([script.findings.plain() for script in _scripts])

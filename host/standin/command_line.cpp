@@ -10,6 +10,7 @@
 #include <map>
 
 #include "host/standin/growth.h"
+#include "host/standin/plugin.h"
 #include "utils/log/log.h"
 
 namespace standin {
@@ -65,6 +66,16 @@ Value Named(const std::string& option, const std::map<std::string, Value>& value
   throw CLI::ValidationError(option, "expected one of " + names + ", got " + name);
 }
 
+bool Has(const OptionList& options, const std::string& key) {
+  return std::any_of(options.begin(), options.end(), [&](const auto& option) { return option.first == key; });
+}
+
+std::string Versions() {
+  const Plugin plugin(DefaultLibrary());
+  const std::string python = plugin.Symbol<const char* (*)()>("Py_GetVersion")();
+  return "rubruf " RUBRUF_VERSION ", Python " + python.substr(0, python.find(' '));
+}
+
 constexpr char kFooter[] = R"(Without a command, the options are those of run.
 "rubruf-host COMMAND --help" tells more, with an example.
 
@@ -96,6 +107,7 @@ class Parser {
   Parser() {
     app_.require_subcommand(1);
     app_.footer(kFooter);
+    app_.set_version_flag("--version", Versions, "Print the versions of rubruf and of the Python that it embeds");
 
     AddCommand("run", Action::kRun, "Collect in rounds and print what arrives", kRunFooter);
     AddLibraryOptions();
@@ -115,8 +127,10 @@ class Parser {
   // Throws CLI::ParseError, also for --help.
   CommandLine Parse(int argc, char** argv) {
     std::vector<std::string> arguments(argv + 1, argv + argc);
-    const bool has_command = arguments.empty() || arguments[0].empty() || arguments[0][0] != '-';
-    if (!has_command && arguments[0] != "--help" && arguments[0] != "-h") arguments.insert(arguments.begin(), "run");
+    const std::string first = arguments.empty() ? "-" : arguments[0];
+    const bool names_command = first.empty() || first[0] != '-';
+    const bool asks = first == "--help" || first == "-h" || first == "--version";
+    if (!names_command && !asks) arguments.insert(arguments.begin(), "run");
     std::reverse(arguments.begin(), arguments.end());  // as CLI11 takes them
     app_.parse(arguments);
 
@@ -127,6 +141,8 @@ class Parser {
             "growth shows in " + std::to_string(Growth::kLeast) + " collections or more");
     Require(!scripts_.empty() || !options_.empty() || !overrides_.empty(), "nothing to collect",
             "give --script, --config-dir or an option");
+    Require(scripts_.empty() || !Has(options_, "python-import-config-dir"), "--config-dir",
+            "serves the scripts of its .cfg files, and no --script beside them");
     if (command_.library.empty()) command_.library = DefaultLibrary();
     command_.options = ScriptOptions(scripts_);
     command_.options.insert(command_.options.end(), options_.begin(), options_.end());

@@ -27,9 +27,8 @@ bool Execute(const standin::CommandLine& command) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const standin::CommandLine command = standin::ParseCommandLine(argc, argv);
   try {
-    return Execute(command) ? EXIT_SUCCESS : EXIT_FAILURE;
+    return Execute(standin::ParseCommandLine(argc, argv)) ? EXIT_SUCCESS : EXIT_FAILURE;
   } catch (const std::exception& error) {
     std::cerr << "rubruf-host: " << error.what() << std::endl;
     return EXIT_FAILURE;

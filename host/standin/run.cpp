@@ -21,7 +21,8 @@ std::string Cause(const Collection& collection, const tev_data_serializer_t& buf
     return "a token of " + std::to_string(collection.oversized->bytes()) + " bytes does not fit the buffer of " +
            std::to_string(buffer.capacity) + " bytes: raise --buffer-bytes";
   }
-  const std::string after = " after " + std::to_string(collection.tokens.size()) + " tokens";
+  const size_t count = collection.tokens.size();
+  const std::string after = " after " + std::to_string(count) + (count == 1 ? " token" : " tokens");
   if (collection.status == TEV_PROGRESS_REFUSED) return "the plug-in makes no headway" + after;
   if (!collection.stuck()) return "the script could not be run: its error stands above";
   return "the collection failed" + after + ", at a value that cannot be sent: \"rubruf-host check\" names its place";
