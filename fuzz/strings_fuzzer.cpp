@@ -54,6 +54,7 @@ template <typename T>
 void CheckNumber(bool (*convert)(const char*, T*), const std::string& text, const std::string& what) {
   constexpr T kPreset = 77;
   T values[] = {kPreset, kPreset, kPreset};
+  Expect(!convert(nullptr, &values[1]) && values[1] == kPreset, "no text is no number");
   errno = ERANGE;  // left over from somewhere else
   const bool success = convert(text.c_str(), &values[1]);
   Expect(values[0] == kPreset && values[2] == kPreset, "a conversion writes its value and nothing else");
@@ -79,6 +80,7 @@ void CheckGuid(const std::string& text) {
     if (c != '-') digits += c;
   }
   const std::unique_ptr<uint8_t[]> guid(new uint8_t[16]);  // on the heap, where a byte more is found out
+  Expect(!string_to_guid(nullptr, guid.get()), "no text is no GUID");
   const bool success = string_to_guid(text.c_str(), guid.get());
   ExpectEqual(success, only_digits && digits.size() == 32, "GUID " + text);
   for (size_t i = 0; success && i < 16; ++i) {
@@ -113,6 +115,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   CheckNumber(string_to_u32, text, "uint32_t ");
   CheckNumber(string_to_u16, text, "uint16_t ");
   CheckNumber(string_to_u8, text, "uint8_t ");
+  Expect(!string_to_long("1", nullptr) && !string_to_unsigned_long("1", nullptr) &&
+             !string_to_long_long("1", nullptr) && !string_to_unsigned_long_long("1", nullptr),
+         "a number needs a place");
+  Expect(string_to_boolean(nullptr), "no text is true");
   ExpectEqual(string_to_boolean(text.c_str()), text == "1" || text == "True" || text == "true", "boolean " + text);
   CheckTrimming(text);
   CheckGuid(text);

@@ -52,19 +52,6 @@ TEST_F(OptionsTest, RefusesWithMessagesInOrder) {
   refuse("num-scripts=2;file=a.py;arg-256-x=1", 2, Error("invalid index 256"), 2);
 }
 
-TEST_F(OptionsTest, ReadsTheKeysOfEachScript) {
-  auto options = Keys(
-      "num-scripts=4;1-file=a.py;2-file=b.py;3-file=c.py;4-file=d.py;1-function=run;2-function=;"
-      "1-force-sync=True;2-force-sync=1;3-force-sync=yes;1-tag=;3-tag=net;argument=none");
-  options.emplace_back("enable-provider", "foo,my_python_provider");
-  ASSERT_TRUE(Construct(options));
-  EXPECT_EQ(log_.Take(), Messages(3, kDefaultFunction));
-  EXPECT_EQ(LoggedScripts(), "a.py|run|true|;b.py|collect|true|;c.py|collect|false|dict_net;d.py|collect|false|");
-  Finalize();
-  ASSERT_TRUE(Construct(Keys("num-scripts=1;file=plain.py;1-file=numbered.py;tag=plain;1-tag=numbered")));
-  EXPECT_EQ(LoggedScripts(), "plain.py|collect|false|dict_plain");
-}
-
 TEST_F(OptionsTest, HandsArgumentsToTheScriptsTheyName) {
   const std::string sorted = Script("sorted.py", "return [repr({k: args[k] for k in sorted(args)})]");
   const auto expect = [&](const std::string& keys, const std::vector<std::string>& arguments) {

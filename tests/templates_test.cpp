@@ -1,5 +1,6 @@
-// Tests of the string conversions where there is no text, and of templates. What texts are read as is compared with
-// other readings of them where they are fuzzed.
+// Tests of templates: the memory they take, the values they are given, and what cannot be expanded.
+
+#include "utils/strings/templates.h"
 
 #include <gtest/gtest.h>
 #include <malloc.h>
@@ -7,44 +8,11 @@
 #include <memory>
 
 #include "tests/library.h"
-#include "utils/strings/conversions.h"
-#include "utils/strings/templates.h"
 
 namespace {
 
-RUBRUF_IMPORT(string_to_long);
-RUBRUF_IMPORT(string_to_unsigned_long);
-RUBRUF_IMPORT(string_to_long_long);
-RUBRUF_IMPORT(string_to_unsigned_long_long);
-RUBRUF_IMPORT(string_to_sizet);
-RUBRUF_IMPORT(string_to_u64);
-RUBRUF_IMPORT(string_to_u32);
-RUBRUF_IMPORT(string_to_u16);
-RUBRUF_IMPORT(string_to_u8);
-RUBRUF_IMPORT(string_to_boolean);
-RUBRUF_IMPORT(string_to_guid);
 RUBRUF_IMPORT(tev_expand_string_template);
 RUBRUF_IMPORT(tev_vexpand_string_template);
-
-TEST(Conversions, RefuseWhatIsNotThere) {
-  const auto refuse = [](auto convert) { EXPECT_FALSE(convert("1", nullptr)); };
-  refuse(string_to_long);
-  refuse(string_to_unsigned_long);
-  refuse(string_to_long_long);
-  refuse(string_to_unsigned_long_long);
-  const auto refuse_null = [](auto convert, auto value) { EXPECT_FALSE(convert(nullptr, &value) || value != 77); };
-  refuse_null(string_to_long, 77L);
-  refuse_null(string_to_unsigned_long, 77UL);
-  refuse_null(string_to_long_long, 77LL);
-  refuse_null(string_to_unsigned_long_long, 77ULL);
-  refuse_null(string_to_sizet, size_t{77});
-  refuse_null(string_to_u64, uint64_t{77});
-  refuse_null(string_to_u32, uint32_t{77});
-  refuse_null(string_to_u16, uint16_t{77});
-  refuse_null(string_to_u8, uint8_t{77});
-  refuse_null(string_to_guid, uint8_t{77});
-  EXPECT_TRUE(string_to_boolean(nullptr));
-}
 
 using Text = std::unique_ptr<char, decltype(&free)>;
 
