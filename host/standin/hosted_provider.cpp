@@ -16,9 +16,10 @@ void SetLogLevel(const Plugin& plugin, std::optional<int> level) {
 
 HostedProvider::HostedProvider(const Plugin& plugin, const OptionList& options)
     : provider_(plugin.Construct(HostOptions(plugin, options).get())) {
-  if (!provider_)
+  if (!provider_) {
     throw std::runtime_error(
         "construct_event_provider refused the options: the reason stands above, or comes with --log-level info");
+  }
 }
 
 void HostedProvider::Initialize() {
