@@ -74,7 +74,7 @@ class Life {
     tev_progress_status_t status = 0;
     while ((status = provider_->progress(provider_, index, &buffer)) == TEV_PROGRESS_REFUSED) {
       const uint32_t event = draw();
-      index = event % 2;  // any index goes on with the walk
+      index = event % 4;  // any index goes on with the walk, that of no script as well
       if (event % 16 == 14) CheckSources();
       if (event == 255) break;
     }

@@ -52,27 +52,6 @@ TEST_F(OptionsTest, RefusesWithMessagesInOrder) {
   refuse("num-scripts=2;file=a.py;arg-256-x=1", 2, Error("invalid index 256"), 2);
 }
 
-TEST_F(OptionsTest, HandsArgumentsToTheScriptsTheyName) {
-  const std::string sorted = Script("sorted.py", "return [repr({k: args[k] for k in sorted(args)})]");
-  const auto expect = [&](const std::string& keys, const std::vector<std::string>& arguments) {
-    Start(std::vector<std::string>(arguments.size(), sorted), Keys(keys));
-    for (uint32_t i = 0; i < arguments.size(); ++i) EXPECT_EQ(FirstText(i), arguments[i]) << keys;
-    Finalize();
-  };
-  expect("", {"{}"});
-  expect("arg-x=1", {"{'x': '1'}"});
-  expect("arg-x=1", {"{'x': '1'}", "{'x': '1'}"});
-  expect("arg-2-x=5", {"{'2-x': '5'}", "{'2-x': '5', 'x': '5'}"});
-  expect("arg-+2-x=a", {"{'+2-x': 'a'}", "{'+2-x': 'a', 'x': 'a'}"});
-  expect("arg- 2-x=a", {"{' 2-x': 'a'}", "{' 2-x': 'a', 'x': 'a'}"});
-  expect("arg-1- x y=a", {"{'1- x y': 'a', 'x': 'a'}"});
-  expect("arg- x y=a", {"{' x y': 'a', 'x': 'a'}"});
-  expect("arg- x y=a", {"{' x y': 'a'}", "{' x y': 'a'}"});
-  expect("arg-5=a;arg-5x=b;arg-5-=c;arg-=d;argument=e", {"{'': 'd', '5': 'a', '5-': 'c', '5x': 'b'}"});
-  const std::string name(200, 'n');
-  expect("arg-1-" + name + "=a", {"{'1-" + name + "': 'a', '" + name + "': 'a'}"});
-}
-
 TEST_F(OptionsTest, TakesNullValues) {
   standin::HostOptions options(Library(), Keys("1-file=" + Script("echo.py", "return [repr(args)]")));
   for (const char* key : {"app-id", "num-scripts", "config-dir", "file", "tag", "arg-x"}) {

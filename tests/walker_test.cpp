@@ -82,24 +82,6 @@ class Walker : public ProviderTest {
   }
 };
 
-TEST_F(Walker, WritesTheTokensOfTheFormat) {
-  const auto stream_of = [this](const char* statements) {
-    Return(statements);
-    std::string lines;
-    for (const Token& token : Take().tokens) lines += standin::ToLine(token) + ", ";
-    return lines;
-  };
-  Begin();
-  EXPECT_EQ(stream_of("result = [{'name': 'eth0', 'up': True}, {'name': 'eth1', 'mtu': 1500.5}]"),
-            R"(10 new_collection 0xFFFFFFFF 0, 6 list_start 0xFFFFFFFF, 4 dict_start 0xFFFFFFFF, 0 key_name 0 "name", )"
-            R"(1 string 0 "eth0", 0 key_name 1 "up", 9 true 1, 5 dict_end 0xFFFFFFFF, 4 dict_start 0xFFFFFFFF, )"
-            R"(0 key_name 0 "name", 1 string 0 "eth1", 0 key_name 2 "mtu", 2 double 2 1500.5, 5 dict_end 0xFFFFFFFF, )"
-            "7 list_end 0xFFFFFFFF, ");
-  EXPECT_EQ(stream_of("result = {'ports': [1, 2]}"),
-            R"(10 new_collection 0xFFFFFFFF 0, 4 dict_start 0xFFFFFFFF, 0 key_name 3 "ports", 6 list_start 3, )"
-            "3 long 3 1, 3 long 3 2, 7 list_end 3, 5 dict_end 0xFFFFFFFF, ");
-}
-
 TEST_F(Walker, WritesEachShapeTheSameWhateverIsRefused) {
   const struct {
     const char* json;
@@ -201,75 +183,6 @@ TEST_F(Walker, StaysWhereItCannotGoOnUntilFinalized) {
   Begin();
   Return("result = {'a': 1}");
   EXPECT_EQ(Take().tokens.at(2).key_id, keys) << "a key without a number has used one up, or a life begun anew";
-}
-
-TEST_F(Walker, CallsAScriptThatFailedAgain) {
-  Begin();
-  for (const char* failing : {"raise ValueError('from a test')", "result", "def result(: pass", "result = 1 / 0"}) {
-    Return(failing);
-    for (int call = 0; call < 2; ++call) {
-      const Collection failed = Take();
-      EXPECT_EQ(failed.status, TEV_PROGRESS_ERROR);
-      EXPECT_EQ(failed.tokens, Tokens());
-      EXPECT_EQ(Problems(), Messages());  // the error is Python's to print
-    }
-  }
-  Return("result = [1]");
-  EXPECT_EQ(TypeNames(Take().tokens), " new_collection list_start long list_end");
-  Finalize();
-  Start({Write("uncallable.py", "collect = 5")});
-  for (int call = 0; call < 2; ++call) EXPECT_EQ(Take().status, TEV_PROGRESS_ERROR);
-  EXPECT_EQ(Problems(), Messages());
-}
-
-TEST_F(Walker, EndsAtAListInAList) {
-  const std::pair<const char*, const char*> kCases[] = {
-      {"[[1]]", " list_start"},
-      {"[1, {}, []]", " list_start long dict_start dict_end"},
-      {"{'a': {'b': [{'c': [2**64, []]}]}}",
-       " dict_start key_name dict_start key_name list_start dict_start key_name list_start long"},
-      {"l", " list_start"}};
-  Begin();
-  for (const auto& [result, taken] : kCases) {
-    Return("l = []; l.append(l); result = "s + result, 1);
-    const Collection collection = Take(1);
-    EXPECT_EQ(collection.status, TEV_PROGRESS_DONE_FORCE_SYNC) << result;
-    EXPECT_EQ(TypeNames(collection.tokens), " new_collection"s + taken);
-    EXPECT_EQ(Problems(), (Messages{{TEV_LOG_ERROR, "[python provider] invalid input - found a list in a list"}}));
-    Return("result = {'k': [7]}");
-    EXPECT_EQ(TypeNames(Take().tokens), " new_collection dict_start key_name list_start long list_end dict_end");
-  }
-}
-
-TEST_F(Walker, GoesOnUnderAnyIndexAndEndsAsTheLastOneAsks) {
-  Begin();
-  Return("result = {'a': [1]}", 0);
-  Return("result = ['second']", 1);
-  const Tokens streams[] = {Take(0).tokens, Take(1).tokens};
-  const struct {
-    uint32_t begun, ended;
-    tev_progress_status_t status;
-  } kCases[] = {{0, 0, 0}, {0, 1, 2}, {1, 0, 0}, {1, 1, 2}, {0, 2, 0}, {1, 255, 0}};
-  for (const auto& [begun, ended, status] : kCases) {
-    for (size_t k = 0; k < streams[begun].size(); ++k) {
-      buffer_.refuse = [left = k](const Token&) mutable { return left-- == 0; };
-      EXPECT_EQ(Progress(begun), TEV_PROGRESS_REFUSED);
-      EXPECT_EQ(Progress(ended), status) << "begun as " << begun << ", ended as " << ended;
-      Tokens tokens = buffer_.Drain();
-      tokens.at(0).payload = kSomeTime;
-      EXPECT_EQ(tokens, streams[begun]);
-      EXPECT_EQ(Take(1).tokens, streams[1]);
-    }
-  }
-  for (const char* empty : {"result = []", "result = {}"}) {
-    Return(empty, 1);
-    EXPECT_EQ(Take(1).status, TEV_PROGRESS_DONE);
-    EXPECT_EQ(Take(1).tokens, Tokens());
-  }
-  EXPECT_EQ(Problems(), Messages());
-  EXPECT_EQ(Take(2).status, TEV_PROGRESS_ERROR);
-  EXPECT_EQ(Problems().at(0).second,
-            "[python provider] internal error - invalid index/script configuration object not exist");
 }
 
 TEST_F(Walker, CanBeFinalizedAtAnyToken) {
