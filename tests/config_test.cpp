@@ -45,12 +45,6 @@ class ConfigTest : public ProviderTest {
 };
 
 TEST_F(ConfigTest, ReadsLines) {
-  for (const char* disabled : {"enable=false", "enable=yes", "enable="}) {
-    const std::string directory = DirectoryOf(disabled);
-    EXPECT_FALSE(Construct(Directory(directory))) << disabled;
-    EXPECT_EQ(Problems(),
-              Refusal({Warning("no files found/all scripts are disabled in configuration directory " + directory)}));
-  }
   std::mt19937 random(1);  // NOLINT(cert-msc32-c,cert-msc51-cpp): what fails once shall fail again
   std::string noise(1 << 20, '\0');
   for (char& byte : noise) byte = static_cast<char>(random());

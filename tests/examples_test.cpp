@@ -30,7 +30,6 @@ const json kShapes = {
 
 class ExamplesTest : public ProviderTest {
  protected:
-  ExamplesTest() { setenv("PYTHONDONTWRITEBYTECODE", "1", 1); }  // the scripts are imported where their sources are
   json Data(uint32_t index) { return json::parse(standin::ToJsonLine("", Collect(index).tokens))["data"]; }
 };
 
