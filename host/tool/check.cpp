@@ -1,6 +1,6 @@
 // The check, from the configuration to the growth of memory. What is looked for inside Python is in checker.py.
 
-#include "host/standin/check.h"
+#include "host/tool/check.h"
 
 #include <malloc.h>
 #include <unistd.h>
@@ -13,13 +13,13 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
-#include "host/standin/check_report.h"
-#include "host/standin/checker_source.h"
-#include "host/standin/growth.h"
 #include "host/standin/hosted_provider.h"
-#include "host/standin/interrupt.h"
-#include "host/standin/output.h"
 #include "host/standin/python_module.h"
+#include "host/tool/check_report.h"
+#include "host/tool/checker_source.h"
+#include "host/tool/growth.h"
+#include "host/tool/interrupt.h"
+#include "host/tool/output.h"
 
 namespace standin {
 namespace {

@@ -1,6 +1,6 @@
 // Amounts at the borders of the windows.
 
-#include "host/standin/growth.h"
+#include "host/tool/growth.h"
 
 namespace standin {
 

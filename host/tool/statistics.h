@@ -1,7 +1,7 @@
 // What collections cost: a line for each, and a table for all.
 
-#ifndef RUBRUF_HOST_STANDIN_STATISTICS_H_
-#define RUBRUF_HOST_STANDIN_STATISTICS_H_
+#ifndef RUBRUF_HOST_TOOL_STATISTICS_H_
+#define RUBRUF_HOST_TOOL_STATISTICS_H_
 
 #include <map>
 #include <string>
@@ -42,4 +42,4 @@ class Statistics {
 
 }  // namespace standin
 
-#endif  // RUBRUF_HOST_STANDIN_STATISTICS_H_
+#endif  // RUBRUF_HOST_TOOL_STATISTICS_H_

@@ -1,6 +1,6 @@
 // Sums and extremes per source.
 
-#include "host/standin/statistics.h"
+#include "host/tool/statistics.h"
 
 #include <algorithm>
 #include <iomanip>

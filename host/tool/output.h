@@ -1,7 +1,7 @@
 // Standard output, kept for the host alone.
 
-#ifndef RUBRUF_HOST_STANDIN_OUTPUT_H_
-#define RUBRUF_HOST_STANDIN_OUTPUT_H_
+#ifndef RUBRUF_HOST_TOOL_OUTPUT_H_
+#define RUBRUF_HOST_TOOL_OUTPUT_H_
 
 #include <cstdio>
 #include <memory>
@@ -22,4 +22,4 @@ class Output {
 
 }  // namespace standin
 
-#endif  // RUBRUF_HOST_STANDIN_OUTPUT_H_
+#endif  // RUBRUF_HOST_TOOL_OUTPUT_H_

@@ -1,7 +1,7 @@
 // Tells memory that keeps growing from memory that is filled once.
 
-#ifndef RUBRUF_HOST_STANDIN_GROWTH_H_
-#define RUBRUF_HOST_STANDIN_GROWTH_H_
+#ifndef RUBRUF_HOST_TOOL_GROWTH_H_
+#define RUBRUF_HOST_TOOL_GROWTH_H_
 
 #include <array>
 #include <cstddef>
@@ -38,4 +38,4 @@ class Growth {
 
 }  // namespace standin
 
-#endif  // RUBRUF_HOST_STANDIN_GROWTH_H_
+#endif  // RUBRUF_HOST_TOOL_GROWTH_H_

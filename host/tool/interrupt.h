@@ -1,7 +1,7 @@
 // Ending on SIGINT and SIGTERM.
 
-#ifndef RUBRUF_HOST_STANDIN_INTERRUPT_H_
-#define RUBRUF_HOST_STANDIN_INTERRUPT_H_
+#ifndef RUBRUF_HOST_TOOL_INTERRUPT_H_
+#define RUBRUF_HOST_TOOL_INTERRUPT_H_
 
 #include <chrono>
 
@@ -17,4 +17,4 @@ void Pause(std::chrono::duration<double> time);
 
 }  // namespace standin
 
-#endif  // RUBRUF_HOST_STANDIN_INTERRUPT_H_
+#endif  // RUBRUF_HOST_TOOL_INTERRUPT_H_

@@ -1,7 +1,7 @@
 // The command line of rubruf-host.
 
-#ifndef RUBRUF_HOST_STANDIN_COMMAND_LINE_H_
-#define RUBRUF_HOST_STANDIN_COMMAND_LINE_H_
+#ifndef RUBRUF_HOST_TOOL_COMMAND_LINE_H_
+#define RUBRUF_HOST_TOOL_COMMAND_LINE_H_
 
 #include <cstdint>
 #include <optional>
@@ -38,4 +38,4 @@ CommandLine ParseCommandLine(int argc, char** argv);
 
 }  // namespace standin
 
-#endif  // RUBRUF_HOST_STANDIN_COMMAND_LINE_H_
+#endif  // RUBRUF_HOST_TOOL_COMMAND_LINE_H_

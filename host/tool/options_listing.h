@@ -1,11 +1,11 @@
 // rubruf-host options: the host options that a command line stands for.
 
-#ifndef RUBRUF_HOST_STANDIN_OPTIONS_LISTING_H_
-#define RUBRUF_HOST_STANDIN_OPTIONS_LISTING_H_
+#ifndef RUBRUF_HOST_TOOL_OPTIONS_LISTING_H_
+#define RUBRUF_HOST_TOOL_OPTIONS_LISTING_H_
 
 #include <string>
 
-#include "host/standin/command_line.h"
+#include "host/tool/command_line.h"
 
 namespace standin {
 
@@ -14,4 +14,4 @@ std::string ListOptions(const OptionList& options, Format format);
 
 }  // namespace standin
 
-#endif  // RUBRUF_HOST_STANDIN_OPTIONS_LISTING_H_
+#endif  // RUBRUF_HOST_TOOL_OPTIONS_LISTING_H_

@@ -1,6 +1,6 @@
 // The real standard output moves to a descriptor of its own, which programs that a script starts do not inherit.
 
-#include "host/standin/output.h"
+#include "host/tool/output.h"
 
 #include <fcntl.h>
 #include <unistd.h>

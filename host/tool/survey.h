@@ -1,7 +1,7 @@
 // Which scripts a set of host options stands for, as the plug-in reads it.
 
-#ifndef RUBRUF_HOST_STANDIN_SURVEY_H_
-#define RUBRUF_HOST_STANDIN_SURVEY_H_
+#ifndef RUBRUF_HOST_TOOL_SURVEY_H_
+#define RUBRUF_HOST_TOOL_SURVEY_H_
 
 #include <string>
 #include <vector>
@@ -27,4 +27,4 @@ std::vector<ConfiguredScript> Survey(const Plugin& plugin, const OptionList& opt
 
 }  // namespace standin
 
-#endif  // RUBRUF_HOST_STANDIN_SURVEY_H_
+#endif  // RUBRUF_HOST_TOOL_SURVEY_H_

@@ -1,9 +1,9 @@
 // rubruf-host run: collects in rounds and prints what arrives.
 
-#ifndef RUBRUF_HOST_STANDIN_RUN_H_
-#define RUBRUF_HOST_STANDIN_RUN_H_
+#ifndef RUBRUF_HOST_TOOL_RUN_H_
+#define RUBRUF_HOST_TOOL_RUN_H_
 
-#include "host/standin/command_line.h"
+#include "host/tool/command_line.h"
 
 namespace standin {
 
@@ -13,4 +13,4 @@ bool Run(const CommandLine& command);
 
 }  // namespace standin
 
-#endif  // RUBRUF_HOST_STANDIN_RUN_H_
+#endif  // RUBRUF_HOST_TOOL_RUN_H_

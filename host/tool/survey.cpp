@@ -1,6 +1,6 @@
 // Reading the configuration log.
 
-#include "host/standin/survey.h"
+#include "host/tool/survey.h"
 
 #include <functional>
 #include <stdexcept>

@@ -1,13 +1,13 @@
 // What "rubruf-host check" knows of each script, and how it says so.
 
-#ifndef RUBRUF_HOST_STANDIN_CHECK_REPORT_H_
-#define RUBRUF_HOST_STANDIN_CHECK_REPORT_H_
+#ifndef RUBRUF_HOST_TOOL_CHECK_REPORT_H_
+#define RUBRUF_HOST_TOOL_CHECK_REPORT_H_
 
 #include <cstddef>
 #include <string>
 #include <vector>
 
-#include "host/standin/survey.h"
+#include "host/tool/survey.h"
 
 namespace standin {
 
@@ -43,4 +43,4 @@ std::string ReportText(const std::vector<CheckedScript>& scripts, bool colour);
 
 }  // namespace standin
 
-#endif  // RUBRUF_HOST_STANDIN_CHECK_REPORT_H_
+#endif  // RUBRUF_HOST_TOOL_CHECK_REPORT_H_

@@ -1,9 +1,9 @@
 // rubruf-host check: collects from each script and reports everything that a host would stumble over, with its place.
 
-#ifndef RUBRUF_HOST_STANDIN_CHECK_H_
-#define RUBRUF_HOST_STANDIN_CHECK_H_
+#ifndef RUBRUF_HOST_TOOL_CHECK_H_
+#define RUBRUF_HOST_TOOL_CHECK_H_
 
-#include "host/standin/command_line.h"
+#include "host/tool/command_line.h"
 
 namespace standin {
 
@@ -13,4 +13,4 @@ bool Check(const CommandLine& command);
 
 }  // namespace standin
 
-#endif  // RUBRUF_HOST_STANDIN_CHECK_H_
+#endif  // RUBRUF_HOST_TOOL_CHECK_H_

@@ -1,16 +1,16 @@
 // Rounds of one collection per source.
 
-#include "host/standin/run.h"
+#include "host/tool/run.h"
 
 #include <iostream>
 #include <string>
 #include <vector>
 
 #include "host/standin/hosted_provider.h"
-#include "host/standin/interrupt.h"
 #include "host/standin/json_writer.h"
-#include "host/standin/output.h"
-#include "host/standin/statistics.h"
+#include "host/tool/interrupt.h"
+#include "host/tool/output.h"
+#include "host/tool/statistics.h"
 
 namespace standin {
 namespace {

@@ -4,10 +4,10 @@
 #include <exception>
 #include <iostream>
 
-#include "host/standin/check.h"
-#include "host/standin/command_line.h"
-#include "host/standin/options_listing.h"
-#include "host/standin/run.h"
+#include "host/tool/check.h"
+#include "host/tool/command_line.h"
+#include "host/tool/options_listing.h"
+#include "host/tool/run.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // One flag, set by the handler.
 
-#include "host/standin/interrupt.h"
+#include "host/tool/interrupt.h"
 
 #include <algorithm>
 #include <atomic>

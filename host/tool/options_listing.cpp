@@ -1,6 +1,6 @@
 // One entry for each key.
 
-#include "host/standin/options_listing.h"
+#include "host/tool/options_listing.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,6 +1,6 @@
 // The report: a paragraph for each script, and a last line that sums up.
 
-#include "host/standin/check_report.h"
+#include "host/tool/check_report.h"
 
 #include <iomanip>
 #include <sstream>

@@ -1,6 +1,6 @@
 // Options of the command, and their translation into the plug-in's option keys.
 
-#include "host/standin/command_line.h"
+#include "host/tool/command_line.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -9,8 +9,8 @@
 #include <functional>
 #include <map>
 
-#include "host/standin/growth.h"
 #include "host/standin/plugin.h"
+#include "host/tool/growth.h"
 #include "utils/log/log.h"
 
 namespace standin {

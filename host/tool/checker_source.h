@@ -1,7 +1,7 @@
 // checker.py, which the build makes a text of the program.
 
-#ifndef RUBRUF_HOST_STANDIN_CHECKER_SOURCE_H_
-#define RUBRUF_HOST_STANDIN_CHECKER_SOURCE_H_
+#ifndef RUBRUF_HOST_TOOL_CHECKER_SOURCE_H_
+#define RUBRUF_HOST_TOOL_CHECKER_SOURCE_H_
 
 namespace standin {
 
@@ -9,4 +9,4 @@ extern const char kCheckerSource[];
 
 }  // namespace standin
 
-#endif  // RUBRUF_HOST_STANDIN_CHECKER_SOURCE_H_
+#endif  // RUBRUF_HOST_TOOL_CHECKER_SOURCE_H_
