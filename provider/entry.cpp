@@ -83,7 +83,7 @@ bool python_event_provider_initialize(tev_event_provider_t* provider, tev_type_s
 
 tev_event_provider_t* construct_event_provider(tev_custom_options* options) {
   static PythonEventProvider provider;
-  if (!CatchBadAlloc(false, [=] { return provider.ReadOpts(options); })) {
+  if (!provider.ReadOpts(options)) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] could not read options");
     return nullptr;
   }

@@ -36,7 +36,7 @@ bool PythonEventProvider::ReadOpts(const tev_custom_options* options) {
     }
     num_scripts = static_cast<uint16_t>(count);
   }
-  if (!SetScriptConfigs(options)) {
+  if (!CatchBadAlloc(false, [=] { return SetScriptConfigs(options); })) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] could not parse all scripts options");
     return false;
   }

@@ -5,6 +5,7 @@
 #include "provider/script_config.h"
 #include "utils/log/log.h"
 #include "utils/python_env/owned_ref.h"
+#include "utils/python_env/pending_error.h"
 #include "utils/python_env/python_env.h"
 
 namespace {
@@ -63,9 +64,9 @@ bool PythonEventProvider::ScriptConfig::PyDictAddPairClb(const char* key, const 
 }
 
 std::string PythonEventProvider::ScriptConfig::GetStringFromScript(const char* name) {
-  // A call made beside the error of a walk under way would be taken for a failed one.
-  if (module_dict != nullptr) PyErr_Clear();
-  PyObject* asked = module_dict == nullptr ? nullptr : PyDict_GetItemString(module_dict, name);  // borrowed
+  if (module_dict == nullptr) return {};
+  const PendingError of_a_walk;
+  PyObject* asked = PyDict_GetItemString(module_dict, name);  // borrowed
   if (asked == nullptr) return {};
   const OwnedRef answer(PyObject_CallFunctionObjArgs(NewRef(asked).get(), nullptr));
   if (!answer) {

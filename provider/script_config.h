@@ -53,7 +53,8 @@ class PythonEventProvider::ScriptConfig {
   bool SetPythonAttributes();
 
   // The text that the module's function `name` returns when called without arguments; empty when the record is not
-  // bound, there is no such function, it raises, or it returns something else. No Python error stays pending.
+  // bound, there is no such function, it raises, or it returns something else. Leaves the pending Python error as it
+  // was.
   std::string GetStringFromScript(const char* name);
 
   // The tag that names the script's source, settled on the first call: by option, else by the script's "get_tag", else

@@ -8,17 +8,18 @@
 
 #include <new>
 
+#include "utils/python_env/pending_error.h"
+
 // The UTF-8 bytes of `object` (borrowed), which live as long as it does, and their number. Null, with a Python error
-// pending, when it is not a str or holds characters that UTF-8 cannot carry. Throws std::bad_alloc.
+// pending, when it is not a str or holds characters that UTF-8 cannot carry; an error that was pending before stays the
+// pending one. Throws std::bad_alloc.
 inline const char* Utf8(PyObject* object, Py_ssize_t* size) {
   // An ASCII text is its own encoding: nothing to call.
   if (PyUnicode_Check(object) && PyUnicode_IS_COMPACT_ASCII(object)) {
     *size = PyUnicode_GET_LENGTH(object);
     return static_cast<const char*>(PyUnicode_DATA(object));
   }
-  // A failure beside an error that is still pending would chain the two: a walk stuck at one text, tried again with
-  // every call, would grow that chain for ever.
-  PyErr_Clear();
+  const PendingError before;
   const char* text = PyUnicode_AsUTF8AndSize(object, size);
   if (text == nullptr && PyErr_ExceptionMatches(PyExc_MemoryError) != 0) {
     PyErr_Clear();

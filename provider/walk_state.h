@@ -37,8 +37,9 @@ struct CurrentPythonData {
   uint32_t key_id = kNoKeyId;
   uint8_t key_written = 0;
   uint8_t value_written = 0;
-  // The PyDict_Next position behind the current entry, while that is neither passed nor opened; else 0.
-  Py_ssize_t entry_end = 0;
+  // The current item is a dictionary entry that is neither passed nor opened: a refused token of it is to be written
+  // again, if the dictionary still holds the same key and value there.
+  uint8_t entry_pending = 0;
 
   void init() { *this = CurrentPythonData(); }
 
@@ -55,6 +56,7 @@ struct CurrentPythonData {
     key_id = new_key_id;
     key_written = 0;
     value_written = 0;
+    entry_pending = 0;
   }
 
   // Makes a list item current, under the key ID of its list.

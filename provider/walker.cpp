@@ -146,37 +146,40 @@ bool PythonEventProvider::SetCurrent(tev_progress_status_t* status, tev_data_ser
 }
 
 // The next entry of the open dictionary. Its position stays before an entry until that is passed: when its scalar is to
-// be written, or its nested list or dictionary is closed.
+// be written, or its nested list or dictionary is closed. So a refused token fetches the entry anew, and what a script
+// has put in its place meanwhile is written instead, key name first.
 PythonEventProvider::Step PythonEventProvider::NextEntry(tev_progress_status_t* status,
                                                          tev_data_serializer_t* serializer) {
-  Py_ssize_t end = current_item.entry_end;
-  if (end == 0) {
-    end = iterable_stack.back().position;
-    PyObject* next_key = nullptr;
-    PyObject* next_value = nullptr;
-    if (!PyDict_Next(current_iterable, &end, &next_key, &next_value)) return Step::kExhausted;
+  Py_ssize_t end = iterable_stack.back().position;
+  PyObject* key = nullptr;    // borrowed
+  PyObject* value = nullptr;  // borrowed
+  if (!PyDict_Next(current_iterable, &end, &key, &value)) {
+    current_item.entry_pending = 0;
+    return Step::kExhausted;
+  }
+  if (!current_item.entry_pending || key != current_item.key.get() || value != current_item.value.get()) {
     // Both are held before the key is read, which may run Python code.
-    current_item.set_new(NewRef(next_key), NewRef(next_value), kNoKeyId);
-    current_item.key_id = GetKeyID(next_key);
+    current_item.set_new(NewRef(key), NewRef(value), kNoKeyId);
+    current_item.key_id = GetKeyID(key);
     // A key without a number is looked at, and reported, anew each time.
-    if (current_item.key_id != kNoKeyId) current_item.entry_end = end;
+    current_item.entry_pending = current_item.key_id != kNoKeyId;
   }
   if (!current_item.key_written) {
     *status = OnKeyID(serializer);
     if (*status != TEV_PROGRESS_DONE) return Step::kReturn;
     current_item.key_written = 1;
   }
-  PyObject* value = current_item.value.get();
+  value = current_item.value.get();
   if (!IsIterable(value)) {
     iterable_stack.back().position = end;
-    current_item.entry_end = 0;
+    current_item.entry_pending = 0;
     *status = TEV_PROGRESS_DONE;
     return Step::kReturn;
   }
   if (!OnNewIterable(value, current_item.key_id, status, serializer)) return Step::kReturn;
   current_iterable = value;
   current_item.value_written = 1;
-  current_item.entry_end = 0;
+  current_item.entry_pending = 0;
   return Step::kOpened;
 }
 

@@ -19,16 +19,19 @@ class MemoryTest : public ProviderTest {
  protected:
   MemoryTest() { alloc_seam::Watch(); }
 
-  // Makes a call. Where it fails for want of memory it tells so, and succeeds when there is some and `repair` is done.
+  // Makes a call. If it fails because memory ran out, its last messages are `told`, and it succeeds once there is
+  // memory again and `repair` is done.
   void Attempt(
-      const std::function<bool()>& call, const char* told, const std::function<void()>& repair = [] {}) {
+      const std::function<bool()>& call, const Messages& told, const std::function<void()>& repair = [] {}) {
     if (call()) return;
-    ASSERT_TRUE(failure_ && failure_->struck()) << told;
+    const std::string& name = told.back().second;
+    ASSERT_TRUE(failure_ && failure_->struck()) << name;
     failure_.reset();
     const Messages problems = Problems();
-    EXPECT_EQ(problems.empty() ? Error("nothing") : problems.back(), Error(told));
+    const size_t earlier = problems.size() - std::min(problems.size(), told.size());
+    EXPECT_EQ(Messages(problems.begin() + static_cast<std::ptrdiff_t>(earlier), problems.end()), told);
     repair();
-    EXPECT_TRUE(call()) << told;
+    EXPECT_TRUE(call()) << name;
   }
 
   // A life of kScript, in which memory runs out as Failure tells. True when it did.
@@ -46,12 +49,12 @@ class MemoryTest : public ProviderTest {
     };
     buffer_.refuse = [offered = 0](const Token&) mutable { return ++offered % 2 == 0; };
     failure_.emplace(first, all);
-    Attempt(construct, "could not read options", [this] {
+    Attempt(construct, Refusal({}), [this] {
       if (refusal_leaves_records_) Finalize();
     });
-    Attempt([this] { return Initialize(); }, "aborting initialization", construct);
-    Attempt([this] { return SourceTags()[0] == "dict_a tag of some length"; }, "memory allocation error");
-    Attempt(collect, "memory allocation error");
+    Attempt([this] { return Initialize(); }, {Error("aborting initialization")}, construct);
+    Attempt([this] { return SourceTags()[0] == "dict_a tag of some length"; }, {Error("memory allocation error")});
+    Attempt(collect, {Error("memory allocation error")});
     const bool struck = !failure_ || failure_->struck();
     EXPECT_FALSE(all && failure_ && struck) << "a failure was passed over";
     failure_.reset();
@@ -122,7 +125,8 @@ def collect(args):
 TEST_F(MemoryTest, OptionsLeadToALifeWhenItIsBack) {
   refusal_leaves_records_ = true;  // for an argument, that is
   SurvivesEachFailure(Keys("num-scripts=2;1-file=" + dir_ / "some_script.py;2-file=" + dir_ / "some_script.py" +
-                           ";arg-1-text=some text or other;arg-text=some text or other;arg-2-b=c;arg-3=c;arg-4=d"));
+                           ";arg-1-text=some text or other;arg-text=some text or "
+                           "other;arg-2-a_name_that_takes_an_allocation=c;arg-3=c;arg-4=d"));
 }
 
 TEST_F(MemoryTest, ADirectoryLeadsToALifeWhenItIsBack) {

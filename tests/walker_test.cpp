@@ -195,6 +195,78 @@ TEST_F(Walker, CanBeFinalizedAtAnyToken) {
   }
 }
 
+// A script may change its result between a refused token and the call that resumes, in "get_tag" for instance.
+TEST_F(Walker, FetchesARefusedEntryAnew) {
+  const struct {
+    const char* result;
+    size_t refused;  // the number of the refused token; 0 is the time stamp
+    const char* change;
+    const char* stream;  // behind the time stamp
+  } kCases[] = {
+      {"{'a': 1, 'b': 2}", 2, "R['a'] = 99", "dict_start; key_name a; long 99; key_name b; long 2; dict_end"},
+      {"{'a': 1, 'b': 2}", 3, "R['a'] = 99", "dict_start; key_name a; long 1; key_name b; long 2; dict_end"},
+      {"{'a': 1, 'b': 2}", 2, "del R['a']", "dict_start; key_name b; long 2; dict_end"},
+      {"{'a': {'x': 1}}", 3, "R['a'] = {'y': 2}",
+       "dict_start; key_name a; key_name a; dict_start; key_name y; long 2; dict_end; dict_end"},
+      {"{'a': {'x': 1}}", 3, "R['a'] = 5", "dict_start; key_name a; key_name a; long 5; dict_end"},
+      {"{'a': {'b': [1]}}", 5, "R['a'].clear(); R['b'] = R.pop('a')",
+       "dict_start; key_name a; dict_start; key_name b; dict_end; dict_end"},
+      {"[{'x': 1}]", 2, "R[0] = {'y': 2}", "list_start; dict_start; key_name y; long 2; dict_end; list_end"},
+  };
+  for (const auto& [result, refused, change, stream] : kCases) {
+    SCOPED_TRACE(testing::Message() << result << ", " << change);
+    const std::string changing = "\ndef get_tag():\n    "s + change + "\n    return 'mine'\n";
+    Start({Script("first.py", "return R", "R = "s + result + changing)});
+    buffer_.refuse = [number = size_t{0}, last = refused](const Token&) mutable { return number++ == last; };
+    EXPECT_EQ(Progress(), TEV_PROGRESS_REFUSED);
+    EXPECT_EQ(SourceTags(), std::vector<std::string>{"dict_mine"});
+    EXPECT_EQ(Progress(), TEV_PROGRESS_DONE);
+    std::string written;
+    for (const Token& token : buffer_.Drain()) {
+      if (token.type == standin::kNewCollection) continue;
+      written += (written.empty() ? "" : "; ") + std::string(standin::TypeName(token.type));
+      if (token.type == standin::kKeyName) written += " " + token.payload;
+      if (token.type == standin::kLong) written += " " + std::to_string(standin::NumberIn<int64_t>(token));
+    }
+    EXPECT_EQ(written, stream);
+    Finalize();
+    std::filesystem::remove(dir_ / "first.py");
+  }
+}
+
+// The error of an integer beyond 64 bits stays pending until a list or the walk ends, whatever is called in between.
+TEST_F(Walker, KeepsThePendingErrorOfALargeInteger) {
+  const auto overflow_is_pending = [] {
+    const auto matches = Library().Symbol<int (*)(void*)>("PyErr_ExceptionMatches");
+    return Library().Symbol<void* (*)()>("PyErr_Occurred")() != nullptr &&
+           matches(*Library().Symbol<void**>("PyExc_OverflowError")) != 0;
+  };
+  const struct {
+    const char* result;
+    std::vector<bool> pending;  // before each token behind the start marker
+  } kCases[] = {
+      {"{'n': 2**64, 't': chr(233) * 3, chr(234) * 3: {}}", {false, false, true, true, true, true, true, true}},
+      {"{'l': [2**64, 1], 'n': 1}", {false, false, false, true, true, false, false, false}},
+      {"{'n': 2**64, 't': chr(0xd800) * 3}", {false, false, true, true}},
+  };
+  for (const auto& [result, pending] : kCases) {
+    SCOPED_TRACE(result);
+    Start({Script("first.py", "return "s + result, "def get_tag(): raise ValueError")});
+    std::vector<bool> seen;
+    buffer_.refuse = [&](const Token& token) {
+      if (seen.size() == 4) SourceTags();
+      if (token.type == standin::kNewCollection || token.key_id != standin::kNoKey)
+        seen.push_back(overflow_is_pending());
+      return false;
+    };
+    const bool stuck = Collect().stuck();
+    EXPECT_EQ(seen, pending);
+    EXPECT_EQ(overflow_is_pending(), stuck) << "at the end";
+    Finalize();
+    std::filesystem::remove(dir_ / "first.py");
+  }
+}
+
 // A stuck walk raises the same error with every call. None may hold on to the one before.
 TEST_F(Walker, DoesNotGrowWhereItIsStuck) {
 #ifdef __SANITIZE_ADDRESS__
@@ -207,7 +279,8 @@ TEST_F(Walker, DoesNotGrowWhereItIsStuck) {
     return resident;
   };
   log_.Take();
-  for (const char* result : {"result = {'a': '\\ud800'}", "result = {'\\ud800': 1}"}) {
+  for (const char* result :
+       {"result = {'a': '\\ud800'}", "result = {'\\ud800': 1}", "result = {'n': 2**64, 'a': '\\ud800'}"}) {
     Begin();
     Return(result);
     size_t after_warm_up = 0;
