@@ -224,6 +224,31 @@ def count(): return [sys.getrefcount(x) for x in (sys.modules[__name__], globals
   EXPECT_EQ(tev_python_environment_is_set(), 0);
 }
 
+// Each value in a process of its own: CPython may be up halfway after it.
+TEST_F(LifecycleTest, OutlivesAnEnvironmentThatPythonRefuses) {
+  const std::pair<const char*, bool> kValues[] = {{"PYTHONHASHSEED=x", false},        {"PYTHONMALLOC=x", false},
+                                                  {"PYTHONIOENCODING=x", false},      {"PYTHONTRACEMALLOC=x", false},
+                                                  {"PYTHONINTMAXSTRDIGITS=x", false}, {"PYTHONHOME=/nowhere", false},
+                                                  {"PYTHONTRACEMALLOC=5", true}};
+  Configure({Script("s.py", "return [1]")});
+  for (const auto& [variable, starts] : kValues) {
+    const auto live = [&, variable = std::string(variable), starts = starts] {
+      putenv(strdup(variable.c_str()));
+      for (int life = 0; life < 2; ++life) {
+        if (Initialize() != starts) _exit(1);
+        const Messages messages = log_.Take();
+        if (!starts && (messages.size() != 3 || messages[1] != EnvironmentError("Py_IsInitialized returned 0")))
+          _exit(2);
+        if (!starts && messages[0].second.rfind("[python environment] Python did not start: ", 0) != 0) _exit(3);
+        Finalize();
+        Configure({dir_ / "s.py"});
+      }
+      _exit(0);
+    };
+    EXPECT_EXIT(live(), testing::ExitedWithCode(0), "") << variable;
+  }
+}
+
 // A thread that a life leaves behind must find its interpreter when it wakes up in the next one; once there is none
 // left, the interpreter is stopped like any other.
 TEST_F(LifecycleTest, KeepsTheInterpreterForThreadsThatStay) {

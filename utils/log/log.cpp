@@ -88,7 +88,7 @@ bool tev_close_logger(void) {
 
 bool tev_init_file_logger(const char* path, int level) {
   tev_close_logger();
-  log_stream = fopen(path, "w");
+  log_stream = fopen(path, "we");
   if (log_stream == nullptr) {
     tev_init_stderr_logger(level);
     return false;

@@ -8,7 +8,6 @@
 #include <dlfcn.h>
 
 #include <chrono>
-#include <csignal>
 #include <cstring>
 #include <thread>
 
@@ -33,19 +32,6 @@ void CallIfImported(const char* module, const char* function) {
 void EndScripts() {
   CallIfImported("threading", "_shutdown");
   CallIfImported("atexit", "_run_exitfuncs");
-}
-
-// Gives SIGINT back. Whatever was said to Py_InitializeEx, CPython's module of signals, once imported, takes it from a
-// host that has no handler, and sets the default again at the stop, whatever the host has put there since.
-void ReleaseInterrupt() {
-  const OwnedRef signals(PyImport_ImportModule("_signal"));
-  const OwnedRef pythons(signals ? PyObject_GetAttrString(signals.get(), "default_int_handler") : nullptr);
-  const OwnedRef handler(pythons ? PyObject_CallMethod(signals.get(), "getsignal", "i", SIGINT) : nullptr);
-  const OwnedRef by_default(handler ? PyObject_GetAttrString(signals.get(), "SIG_DFL") : nullptr);
-  if (by_default && handler == pythons) {
-    const OwnedRef before(PyObject_CallMethod(signals.get(), "signal", "iO", SIGINT, by_default.get()));
-  }
-  PyErr_Clear();
 }
 
 // Whether threads would be left behind in an interpreter that is stopped: they would wake up in the next one, with
@@ -84,11 +70,6 @@ void PromoteLibpython() {
   void* library = dlopen(info.dli_fname, RTLD_NOW | RTLD_GLOBAL | RTLD_NOLOAD | RTLD_NODELETE);
   // Scope and stay are the library's; only this handle ends.
   if (library != nullptr) dlclose(library);
-}
-
-void StartInterpreter() {
-  Py_InitializeEx(0);
-  if (Py_IsInitialized() != 0) ReleaseInterrupt();
 }
 
 int32_t StopInterpreter() {
