@@ -59,6 +59,6 @@ void WriteByRecursion(PyObject* result, tev_data_serializer_t* serializer) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   const uint64_t timestamp = static_cast<uint64_t>(now.tv_sec) * 1000000 + static_cast<uint64_t>(now.tv_nsec) / 1000;
-  visitor.Token(PYTHON_EVENT_NEW_COLLECTION, kNoKeyId, &timestamp, sizeof timestamp);
-  visitor.Visit(result, kNoKeyId);
+  visitor.Token(PYTHON_EVENT_NEW_COLLECTION, PYTHON_EVENT_NO_KEY, &timestamp, sizeof timestamp);
+  visitor.Visit(result, PYTHON_EVENT_NO_KEY);
 }

@@ -3,10 +3,8 @@
 #ifndef RUBRUF_BENCH_FLOOR_H_
 #define RUBRUF_BENCH_FLOOR_H_
 
-#define PY_SSIZE_T_CLEAN
-#include <Python.h>
-
 #include "host/tev_host.h"
+#include "utils/python_env/python.h"
 
 // Writes the tokens of `result` (borrowed) by plain recursion: no registry of key names (every key has the ID 0), no
 // way to resume, no checks.

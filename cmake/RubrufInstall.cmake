@@ -12,13 +12,15 @@ file(RELATIVE_PATH libraries_from_bin ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTA
 set_target_properties(rubruf PROPERTIES INSTALL_RPATH_USE_LINK_PATH ON)
 set_target_properties(rubruf-host PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_bin}")
 
-install(TARGETS rubruf EXPORT rubruf LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} INCLUDES DESTINATION ${headers})
+install(TARGETS rubruf EXPORT rubruf LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(TARGETS rubruf-host RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
-# The headers include each other by their paths below the include directory of the package.
+# A host writes #include <rubruf/...>, so that no folder of its own is in the way. The headers include each other by
+# relative paths.
 foreach(header
     host/tev_host.h
     provider/entry.h
+    provider/tokens.h
     utils/dict/dict.h
     utils/export.h
     utils/log/log.h

@@ -10,22 +10,17 @@
 #include <memory>
 
 #include "provider/catch_bad_alloc.h"
+#include "provider/option_keys.h"
+#include "utils/dict/owned_dict.h"
 #include "utils/log/log.h"
 #include "utils/strings/conversions.h"
 
 namespace {
 
-constexpr char kEnableOption[] = "python-import-enable";
-
 struct CloseFile {
   void operator()(FILE* file) const { fclose(file); }
 };
 using File = std::unique_ptr<FILE, CloseFile>;
-
-struct DeleteDict {
-  void operator()(tev_dict_t* dict) const { tev_dict_delete(dict); }
-};
-using Dict = std::unique_ptr<tev_dict_t, DeleteDict>;
 
 // Reads a file line by line, into one buffer.
 class LineReader {
@@ -86,7 +81,7 @@ bool AppendScript(const tev_custom_options* dictionary, std::vector<PythonEventP
 
 bool ParseOpenFile(FILE* file, const std::string& path, std::vector<PythonEventProvider::ScriptConfig*>& list,
                    bool force) {
-  const Dict dictionary(tev_dict_create());
+  const OwnedDict dictionary(tev_dict_create());
   if (!dictionary) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] Could not create tev_dict_t");
     return false;

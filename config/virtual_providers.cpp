@@ -5,8 +5,11 @@
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/algorithm/string/split.hpp>
 #include <boost/filesystem/operations.hpp>
+#include <boost/filesystem/path.hpp>
+#include <cstring>
 
 #include "config/cfg_file.h"
+#include "provider/option_keys.h"
 #include "provider/provider.h"
 #include "provider/script_config.h"
 #include "utils/log/log.h"
@@ -15,8 +18,6 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-constexpr char kEnableProviderOption[] = "enable-provider";
-constexpr char kDisableProviderOption[] = "disable-provider";
 constexpr char kCollectionConfigs[] = "/config/collection_configs";
 
 // The status of what `path` leads to. When it cannot be told, for another reason than absence, `reason` says why. No
@@ -32,7 +33,7 @@ fs::file_status StatusOf(const fs::path& path, std::string& reason) {
 
 bool PythonEventProvider::ProviderExplicitlyEnabled(const tev_custom_options* options) const {
   const char* enabled = tev_dict_get(options, kEnableProviderOption);
-  return enabled != nullptr && strstr(enabled, "python") != nullptr;
+  return enabled != nullptr && strstr(enabled, kProviderName) != nullptr;
 }
 
 // False, after at most a message of lower level, when the options enable no virtual provider, and after an error

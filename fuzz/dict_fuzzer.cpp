@@ -6,13 +6,13 @@
 #include "fuzz/dict_model.h"
 #include "fuzz/expect.h"
 #include "fuzz/input.h"
+#include "utils/dict/owned_dict.h"
 
 namespace {
 
 using fuzz::Expect, fuzz::ExpectEqual;
 
 using Entries = std::vector<fuzz::DictEntry>;
-using Dict = std::unique_ptr<tev_dict_t, void (*)(tev_dict_t*)>;
 
 // The entries that an enumeration shows which its callback ends after `limit` of them.
 Entries Enumerate(const tev_dict_t* dict, size_t limit) {
@@ -42,7 +42,7 @@ void CheckTable(const tev_dict_table_t& table, const fuzz::DictModel& model) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::Input input(data, size);
-  const Dict dict(tev_dict_create(), tev_dict_delete);
+  const OwnedDict dict(tev_dict_create());
   fuzz::DictModel model;
   while (!input.empty()) {
     const uint8_t operation = input.Byte() % 8;

@@ -9,7 +9,7 @@
 #include "fuzz/script_model.h"
 #include "host/standin/handles.h"
 #include "provider/entry.h"
-#include "utils/dict/dict.h"
+#include "utils/dict/owned_dict.h"
 
 namespace {
 
@@ -17,7 +17,6 @@ using fuzz::Expect, fuzz::ExpectEqual;
 
 using Text = std::optional<std::string>;
 using Pairs = std::vector<std::pair<std::string, Text>>;
-using Dict = std::unique_ptr<tev_dict_t, void (*)(tev_dict_t*)>;
 
 constexpr const char* kKeys[] = {"",
                                  "enable-provider",
@@ -113,8 +112,8 @@ bool Read(const Pairs& options, Model* model) {
   });
 }
 
-Dict NewOptions() {
-  Dict options(tev_dict_create(), tev_dict_delete);
+OwnedDict NewOptions() {
+  OwnedDict options(tev_dict_create());
   tev_dict_add(options.get(), "enable-provider", "python");
   tev_dict_add(options.get(), "python-import-file", "/a.py");
   return options;
@@ -122,7 +121,7 @@ Dict NewOptions() {
 
 // Sets back what outlives a finalization, so that no input depends on those before it.
 tev_event_provider_t* NewProvider() {
-  const Dict options = NewOptions();
+  const OwnedDict options = NewOptions();
   tev_dict_add(options.get(), "python-import-app-id", std::string(32, '0').c_str());
   tev_dict_add(options.get(), "python-import-num-scripts", "1");
   tev_event_provider_t* provider = construct_event_provider(options.get());
@@ -156,7 +155,7 @@ void CheckSources(tev_event_provider_t* provider, const Model& model) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::Input input(data, size);
   tev_event_provider_t* const provider = NewProvider();
-  const Dict options = NewOptions();
+  const OwnedDict options = NewOptions();
   while (!input.empty()) {
     const std::string key = input.OneOf(kKeys) + input.Text(100);
     const char* const known = input.OneOf(kValues);

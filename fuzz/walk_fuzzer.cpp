@@ -11,6 +11,7 @@
 #include "model/stream_model.h"
 #include "provider/entry.h"
 #include "provider/provider.h"
+#include "utils/dict/owned_dict.h"
 #include "utils/log/log.h"
 #include "utils/python_env/python_env.h"
 
@@ -43,7 +44,7 @@ class Life {
  public:
   // The module is there already, so its path needs no file. It is configured twice, once with forced synchronisation.
   Life() {
-    const std::unique_ptr<tev_dict_t, void (*)(tev_dict_t*)> options(tev_dict_create(), tev_dict_delete);
+    const OwnedDict options(tev_dict_create());
     tev_dict_add(options.get(), "enable-provider", "python");
     tev_dict_add(options.get(), "python-import-num-scripts", "2");
     tev_dict_add(options.get(), "python-import-file", "/fuzzed.py");

@@ -7,12 +7,11 @@
 #ifndef RUBRUF_PROVIDER_KEY_INDEX_H_
 #define RUBRUF_PROVIDER_KEY_INDEX_H_
 
-#define PY_SSIZE_T_CLEAN
-#include <Python.h>
-
 #include <cstdint>
 #include <cstring>
 #include <vector>
+
+#include "utils/python_env/python.h"
 
 // Whether the first and the last word, which may overlap, are the same. A comparison of a known size needs no call.
 template <size_t kWord>

@@ -26,14 +26,14 @@ Py_hash_t CachedHash(PyObject* key) {
 }  // namespace
 
 // Enters the text of `key` (borrowed) if it is new. Texts are compared up to their first zero character. A key that is
-// not a str, or holds characters that UTF-8 cannot carry, is reported and has no number: kNoKeyId; the Python error
-// stays pending. Throws std::bad_alloc, with no number handed out.
+// not a str, or holds characters that UTF-8 cannot carry, is reported and has no number: PYTHON_EVENT_NO_KEY; the
+// Python error stays pending. Throws std::bad_alloc, with no number handed out.
 uint32_t PythonEventProvider::GetKeyID(PyObject* key) {
   Py_ssize_t length = 0;
   const char* text = Utf8(key, &length);
   if (text == nullptr) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] key encoding is not UTF-8. setting key to %d", -1);
-    return kNoKeyId;
+    return PYTHON_EVENT_NO_KEY;
   }
   const auto size = static_cast<size_t>(length);
   const Py_hash_t hash = CachedHash(key);

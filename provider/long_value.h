@@ -3,8 +3,8 @@
 #ifndef RUBRUF_PROVIDER_LONG_VALUE_H_
 #define RUBRUF_PROVIDER_LONG_VALUE_H_
 
-#define PY_SSIZE_T_CLEAN
-#include <Python.h>
+#include "utils/python_env/python.h"
+
 #if PY_VERSION_HEX < 0x030B0000
 #include <longintrepr.h>
 #endif

@@ -4,18 +4,11 @@
 #include <cstdlib>
 
 #include "provider/catch_bad_alloc.h"
+#include "provider/option_keys.h"
 #include "provider/provider.h"
 #include "provider/script_config.h"
 #include "utils/log/log.h"
 #include "utils/strings/conversions.h"
-
-namespace {
-
-constexpr char kAppIdOption[] = "python-import-app-id";
-constexpr char kNumScriptsOption[] = "python-import-num-scripts";
-constexpr char kConfigDirOption[] = "python-import-config-dir";
-
-}  // namespace
 
 bool PythonEventProvider::ReadOpts(const tev_custom_options* options) {
   if (const char* app_id_text = tev_dict_get(options, kAppIdOption); app_id_text != nullptr) {

@@ -8,10 +8,6 @@
 #ifndef RUBRUF_PROVIDER_PROVIDER_H_
 #define RUBRUF_PROVIDER_PROVIDER_H_
 
-#define PY_SSIZE_T_CLEAN
-#include <Python.h>
-
-#include <boost/filesystem/path.hpp>
 #include <cstdint>
 #include <cstring>
 #include <map>
@@ -23,6 +19,11 @@
 #include "provider/tokens.h"
 #include "provider/walk_state.h"
 #include "utils/dict/dict.h"
+#include "utils/python_env/python.h"
+
+namespace boost::filesystem {
+class path;
+}  // namespace boost::filesystem
 
 // Orders texts byte by byte.
 struct sort_str {

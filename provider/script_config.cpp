@@ -4,13 +4,12 @@
 
 #include <cstring>
 
+#include "provider/option_keys.h"
 #include "utils/log/log.h"
 #include "utils/python_env/python_runs.h"
 #include "utils/strings/conversions.h"
 
 namespace {
-
-constexpr char kDefaultFunction[] = "collect";
 
 bool IsArgumentKey(const char* key) { return strncmp(key, kArgumentPrefix, LengthOf(kArgumentPrefix)) == 0; }
 

@@ -14,23 +14,6 @@
 #include "provider/provider.h"
 #include "utils/dict/dict.h"
 
-// Option keys of a script. The numbered form of a key has the script's number, from 1, behind the prefix.
-constexpr char kOptionPrefix[] = "python-import-";
-constexpr char kArgumentPrefix[] = "python-import-arg-";
-constexpr char kFileOption[] = "python-import-file";
-constexpr char kFunctionOption[] = "python-import-function";
-constexpr char kForceSyncOption[] = "python-import-force-sync";
-constexpr char kTagOption[] = "python-import-tag";
-
-// The length of a constant text.
-template <size_t kSize>
-constexpr size_t LengthOf(const char (&)[kSize]) {
-  return kSize - 1;
-}
-
-// Scripts that can be served: a script's index has eight bits.
-constexpr size_t kMaxScripts = 256;
-
 class PythonEventProvider::ScriptConfig {
  public:
   // Reads the record from options, which are not kept. Check IsSet() afterwards: a failed reading shows only there, and

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "provider/catch_bad_alloc.h"
+#include "provider/option_keys.h"
 #include "provider/provider.h"
 #include "provider/script_config.h"
 #include "utils/log/log.h"

@@ -11,7 +11,7 @@
 
 tev_progress_status_t PythonEventProvider::WriteEvent(tev_data_serializer_t* serializer, uint32_t key_id,
                                                       python_event_type_t type, uint32_t size, const void* data) {
-  const uint64_t type_and_key = uint64_t{type} << 32 | key_id;
+  const uint64_t type_and_key = python_event_pack(type, key_id);
   return tev_opaque_events_write(opaque_events, serializer, schema_id, app_id, type_and_key, 0, data, size)
              ? TEV_PROGRESS_DONE
              : TEV_PROGRESS_REFUSED;
@@ -21,7 +21,7 @@ tev_progress_status_t PythonEventProvider::OnKeyID(tev_data_serializer_t* serial
   Py_ssize_t size = 0;
   const char* text = Utf8(current_item.key.get(), &size);
   // A key without a number stays without a token, also when a handler of encoding errors has changed its mind.
-  if (text == nullptr || current_item.key_id == kNoKeyId) {
+  if (text == nullptr || current_item.key_id == PYTHON_EVENT_NO_KEY) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] key name encoding of key ID %u is not UTF-8", current_item.key_id);
     return TEV_PROGRESS_ERROR;
   }
@@ -79,5 +79,5 @@ tev_progress_status_t PythonEventProvider::OnNewCollection(tev_data_serializer_t
     microseconds -= 1000000;
   }
   const uint64_t timestamp = seconds * 1000000 + microseconds;
-  return WriteEvent(serializer, kNoKeyId, PYTHON_EVENT_NEW_COLLECTION, sizeof timestamp, &timestamp);
+  return WriteEvent(serializer, PYTHON_EVENT_NO_KEY, PYTHON_EVENT_NEW_COLLECTION, sizeof timestamp, &timestamp);
 }

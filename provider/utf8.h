@@ -3,12 +3,10 @@
 #ifndef RUBRUF_PROVIDER_UTF8_H_
 #define RUBRUF_PROVIDER_UTF8_H_
 
-#define PY_SSIZE_T_CLEAN
-#include <Python.h>
-
 #include <new>
 
 #include "utils/python_env/pending_error.h"
+#include "utils/python_env/python.h"
 
 // The UTF-8 bytes of `object` (borrowed), which live as long as it does, and their number. Null, with a Python error
 // pending, when it is not a str or holds characters that UTF-8 cannot carry; an error that was pending before stays the

@@ -7,14 +7,12 @@
 #ifndef RUBRUF_PROVIDER_WALK_STATE_H_
 #define RUBRUF_PROVIDER_WALK_STATE_H_
 
-#define PY_SSIZE_T_CLEAN
-#include <Python.h>
-
 #include <cstdint>
 #include <utility>
 
 #include "provider/tokens.h"
 #include "utils/python_env/owned_ref.h"
+#include "utils/python_env/python.h"
 
 // An open list or dictionary.
 struct iterable_position_t {
@@ -34,7 +32,7 @@ struct iterable_position_t {
 struct CurrentPythonData {
   OwnedRef key;
   OwnedRef value;
-  uint32_t key_id = kNoKeyId;
+  uint32_t key_id = PYTHON_EVENT_NO_KEY;
   uint8_t key_written = 0;
   uint8_t value_written = 0;
   // The current item is a dictionary entry that is neither passed nor opened: a refused token of it is to be written

@@ -98,14 +98,14 @@ bool PythonEventProvider::IsEmpty(PyObject* object) const {
 // Writes the time stamp and the top-level start marker. False when either was refused or the result cannot be walked;
 // `status` tells. The result then stays held, and the next call goes on here without calling the script.
 bool PythonEventProvider::SetIterable(tev_progress_status_t* status, tev_data_serializer_t* serializer) {
-  current_item.set(nullptr, NewRef(collection_result), kNoKeyId);
+  current_item.set(nullptr, NewRef(collection_result), PYTHON_EVENT_NO_KEY);
   if (!current_item.value_written) {
     *status = OnNewCollection(serializer);
     if (*status != TEV_PROGRESS_DONE) return false;
     current_item.value_written = 1;
   }
   if (!current_item.key_written) {
-    if (!OnNewIterable(collection_result, kNoKeyId, status, serializer)) return false;
+    if (!OnNewIterable(collection_result, PYTHON_EVENT_NO_KEY, status, serializer)) return false;
     current_item.key_written = 1;
   }
   current_iterable = collection_result;
@@ -159,10 +159,10 @@ PythonEventProvider::Step PythonEventProvider::NextEntry(tev_progress_status_t* 
   }
   if (!current_item.entry_pending || key != current_item.key.get() || value != current_item.value.get()) {
     // Both are held before the key is read, which may run Python code.
-    current_item.set_new(NewRef(key), NewRef(value), kNoKeyId);
+    current_item.set_new(NewRef(key), NewRef(value), PYTHON_EVENT_NO_KEY);
     current_item.key_id = GetKeyID(key);
     // A key without a number is looked at, and reported, anew each time.
-    current_item.entry_pending = current_item.key_id != kNoKeyId;
+    current_item.entry_pending = current_item.key_id != PYTHON_EVENT_NO_KEY;
   }
   if (!current_item.key_written) {
     *status = OnKeyID(serializer);

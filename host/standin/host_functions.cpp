@@ -57,7 +57,7 @@ bool tev_opaque_events_write(tev_opaque_events_t* writer, tev_data_serializer_t*
   if (serializer == nullptr) return false;
   auto& context = serializer->last_write.emplace(standin::WriteContext{writer->schema, schema_id, {}, reserved});
   std::copy_n(app_id, context.app_id.size(), context.app_id.begin());
-  Token token{static_cast<uint32_t>(type_and_key >> 32), static_cast<uint32_t>(type_and_key)};
+  Token token{python_event_type(type_and_key), python_event_key_id(type_and_key)};
   if (size > 0) token.payload.assign(static_cast<const char*>(payload), size);
   return serializer->Write(std::move(token));
 }

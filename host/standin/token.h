@@ -9,24 +9,27 @@
 #include <stdexcept>
 #include <string>
 
+#include "provider/tokens.h"
+
 namespace standin {
 
+// The types in the style of this code.
 enum TokenType : uint32_t {
-  kKeyName = 0,
-  kString = 1,
-  kDouble = 2,
-  kLong = 3,
-  kDictStart = 4,
-  kDictEnd = 5,
-  kListStart = 6,
-  kListEnd = 7,
-  kFalse = 8,
-  kTrue = 9,
-  kNewCollection = 10
+  kKeyName = PYTHON_EVENT_KEY_NAME,
+  kString = PYTHON_EVENT_STRING,
+  kDouble = PYTHON_EVENT_DOUBLE,
+  kLong = PYTHON_EVENT_LONG,
+  kDictStart = PYTHON_EVENT_DICT_START,
+  kDictEnd = PYTHON_EVENT_DICT_END,
+  kListStart = PYTHON_EVENT_LIST_START,
+  kListEnd = PYTHON_EVENT_LIST_END,
+  kFalse = PYTHON_EVENT_FALSE,
+  kTrue = PYTHON_EVENT_TRUE,
+  kNewCollection = PYTHON_EVENT_NEW_COLLECTION
 };
 
 // The key ID of what stands under no key.
-constexpr uint32_t kNoKey = 0xFFFFFFFF;
+constexpr uint32_t kNoKey = PYTHON_EVENT_NO_KEY;
 
 struct Token {
   uint32_t type;  // a TokenType, or a number that the host does not know

@@ -17,7 +17,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "utils/export.h"
+#include "../export.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -15,7 +15,7 @@
 #include <stdint.h>
 #include <stdio.h>
 
-#include "utils/export.h"
+#include "../export.h"
 
 #ifdef __cplusplus
 extern "C" {

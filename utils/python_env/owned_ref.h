@@ -6,10 +6,9 @@
 #ifndef RUBRUF_UTILS_PYTHON_ENV_OWNED_REF_H_
 #define RUBRUF_UTILS_PYTHON_ENV_OWNED_REF_H_
 
-#define PY_SSIZE_T_CLEAN
-#include <Python.h>
-
 #include <memory>
+
+#include "utils/python_env/python.h"
 
 struct DecRef {
   void operator()(PyObject* object) const { Py_DECREF(object); }

@@ -9,8 +9,7 @@
 #ifndef RUBRUF_UTILS_PYTHON_ENV_PENDING_ERROR_H_
 #define RUBRUF_UTILS_PYTHON_ENV_PENDING_ERROR_H_
 
-#define PY_SSIZE_T_CLEAN
-#include <Python.h>
+#include "utils/python_env/python.h"
 
 class PendingError {
  public:

@@ -10,7 +10,7 @@
 
 #include <stdint.h>
 
-#include "utils/export.h"
+#include "../export.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -3,9 +3,7 @@
 #ifndef RUBRUF_UTILS_PYTHON_ENV_PYTHON_RUNS_H_
 #define RUBRUF_UTILS_PYTHON_ENV_PYTHON_RUNS_H_
 
-#define PY_SSIZE_T_CLEAN
-#include <Python.h>
-
+#include "utils/python_env/python.h"
 #include "utils/python_env/python_env.h"
 
 // The environment may be set beside a stopped interpreter: a script's SystemExit stops it, and the process's exit

@@ -8,7 +8,7 @@
 
 #include <stdarg.h>
 
-#include "utils/export.h"
+#include "../export.h"
 
 #ifdef __cplusplus
 extern "C" {
