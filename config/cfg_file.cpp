@@ -1,4 +1,4 @@
-// The .cfg file parser.
+// The parser of `.cfg` files.
 
 #include "config/cfg_file.h"
 
@@ -22,7 +22,7 @@ struct CloseFile {
 };
 using File = std::unique_ptr<FILE, CloseFile>;
 
-// Reads a file line by line, into one buffer.
+// Reads a file line by line into one buffer.
 class LineReader {
  public:
   explicit LineReader(FILE* file) : file_(file) {}
@@ -30,7 +30,7 @@ class LineReader {
   LineReader(const LineReader&) = delete;
   LineReader& operator=(const LineReader&) = delete;
 
-  // False at the end of the file, and at a read error. Throws std::bad_alloc.
+  // False at the end of the file and after a read error. Throws std::bad_alloc.
   bool Next(std::string& line) {
     errno = 0;
     ssize_t length = getline(&buffer_, &capacity_, file_);
@@ -49,7 +49,7 @@ class LineReader {
   size_t capacity_ = 0;
 };
 
-// Trimmed, and cut where the dictionary would cut it: at a zero character.
+// `text` without white space at its ends, up to its first zero character, where the dictionary would end it too.
 std::string Trimmed(const std::string& text) {
   const std::string trimmed = boost::algorithm::trim_copy(text);
   return trimmed.substr(0, trimmed.find('\0'));
@@ -130,7 +130,8 @@ bool addFileName(const std::string& value, tev_custom_options* dictionary, const
 
 bool resolveFileName(tev_custom_options* dictionary, const std::string& path) {
   if (tev_dict_get(dictionary, kFileOption) != nullptr) return true;
-  // As text: Boost's own way to the extension compares paths, which allocates where it may not throw.
+  // The extension is replaced in the text. Boost's function for it compares paths, and that comparison is noexcept but
+  // allocates: if memory ran out in it, the process would end.
   const size_t dot = path.rfind('.');
   const bool has_extension = dot != std::string::npos && path.find('/', dot) == std::string::npos;
   return tev_dict_add(dictionary, kFileOption, (path.substr(0, has_extension ? dot : path.size()) + ".py").c_str());

@@ -1,8 +1,8 @@
-// The .cfg file parser: turns one file into one script record.
+// The parser of `.cfg` files: it turns one file into one script record.
 //
-// A file has a "key = value" a line, without sections, quoting or continuation; the keys are a script's option keys
-// less "python-import-". The parser collects them in a temporary options dictionary, from which the record is read. It
-// runs on the thread that configures the provider and keeps nothing between calls.
+// Each line of a file is "key = value". There are no sections, no quoting and no continuation lines. A key is a
+// script's option key without "python-import-". The parser collects the options of a file in a temporary dictionary,
+// from which the record is read. It runs on the thread that configures the provider and keeps nothing between calls.
 
 #ifndef RUBRUF_CONFIG_CFG_FILE_H_
 #define RUBRUF_CONFIG_CFG_FILE_H_
@@ -15,22 +15,23 @@
 
 namespace config_dir_parser {
 
-// Parses the file at `path` and appends its record, owned by `list`. True when the file was read, also when its
-// "enable" line disables it and no record is made; `force` ignores that line. False, with `list` as it was, when the
-// file cannot be read or names no usable script, when the list is full, or when memory runs out; the reason has been
-// logged, save where memory did not suffice for an option.
+// Parses the file at `path` and appends its record to `list`, which owns it. A file that its "enable" line disables
+// makes no record and is a success, unless `force` is set, which ignores that line. False, with `list` unchanged, if
+// the file cannot be read or names no usable script, if the list is full, or if memory runs out. The reason has been
+// logged, unless memory ran out for one of the options.
 bool parseCfgFile(const std::string& path, std::vector<PythonEventProvider::ScriptConfig*>& list, bool force);
 
-// Stores the option that `line` of the file at `path` sets, if it sets one. False when memory ran out.
+// Stores the option that `line` sets, if it sets one. `path` is the file's. False if memory ran out.
 bool addLineToTevDict(const std::string& line, tev_custom_options* dictionary, const std::string& path);
 
-// Stores the script path `value`: as it is when absolute, else below the directory of the file at `path`.
+// Stores `value` as the script's path. A relative one is taken from the directory of the file at `path`. False if
+// memory ran out.
 bool addFileName(const std::string& value, tev_custom_options* dictionary, const std::string& path);
 
-// Stores the path of the file itself with the extension ".py", unless a script path is stored already.
+// Unless a script path is stored already, stores `path` with its extension replaced by ".py". False if memory ran out.
 bool resolveFileName(tev_custom_options* dictionary, const std::string& path);
 
-// Whether the stored options enable the script; without the flag they do.
+// True if the stored options enable the script. Without an "enable" option it is enabled.
 bool isEnabled(const tev_custom_options* dictionary);
 
 }  // namespace config_dir_parser

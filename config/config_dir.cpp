@@ -1,4 +1,4 @@
-// The configuration directory.
+// The scan of the configuration directory.
 
 #include "config/config_dir.h"
 
@@ -27,19 +27,20 @@ bool ParseEntry(const boost::filesystem::path& path, std::vector<PythonEventProv
     TEV_LOG(TEV_LOG_ERROR, "[python provider] stat error");
     return false;
   }
-  // The extension as text: Boost's own comparison of paths allocates where it may not throw.
+  // The extension is compared as text. Boost's comparison of paths is noexcept but allocates: if memory ran out in it,
+  // the process would end.
   if (!S_ISREG(status.st_mode) || !boost::algorithm::ends_with(path.native(), ".cfg")) return true;
   return config_dir_parser::parseCfgFile(path.string(), list, false);
 }
 
-// False at the first entry that fails, and when the listing cannot be read to its end.
+// False after the first entry that fails, and if the listing cannot be read to its end.
 bool ParseEntries(DIR* listing, const boost::filesystem::path& directory,
                   std::vector<PythonEventProvider::ScriptConfig*>& list) {
   errno = 0;
   while (const dirent* entry = readdir(listing)) {
     const bool hidden = entry->d_name[0] == '\0' || entry->d_name[0] == '.';
     if (!hidden && !ParseEntry(directory / entry->d_name, list)) return false;
-    errno = 0;  // readdir tells an error from the end by this alone
+    errno = 0;  // only errno tells an error of readdir from the end (POSIX)
   }
   return errno == 0;
 }

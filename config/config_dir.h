@@ -1,4 +1,4 @@
-// The configuration directory: a script record for each of its .cfg files.
+// The configuration directory: its scan makes a script record of each `.cfg` file.
 
 #ifndef RUBRUF_CONFIG_CONFIG_DIR_H_
 #define RUBRUF_CONFIG_CONFIG_DIR_H_
@@ -10,10 +10,10 @@
 
 namespace config_dir_parser {
 
-// Parses every visible regular file of `directory` with the extension ".cfg", symbolic links followed, in the order of
-// the directory's own listing. True when all were parsed. False after a message: all records in `list` are then
-// destroyed, those that stood there before included, save when the directory cannot be opened, which leaves the list as
-// it was.
+// Parses every regular file of `directory` whose extension is ".cfg" and whose name does not begin with a dot, in the
+// order in which the system lists them. Symbolic links are followed. True if all files were parsed. False after an
+// error message; all records in `list` are then destroyed, the earlier ones included. Only if the directory cannot be
+// opened does the list stay as it was.
 bool parseDir(const std::string& directory, std::vector<PythonEventProvider::ScriptConfig*>& list);
 
 }  // namespace config_dir_parser

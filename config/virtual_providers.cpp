@@ -1,4 +1,4 @@
-// Virtual providers: names that the host enables and that a .cfg file of a fixed directory serves with a script.
+// Virtual providers: each name in "enable-provider" that has a `.cfg` file in a fixed directory becomes one script.
 
 #include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/join.hpp>
@@ -20,8 +20,8 @@ namespace {
 
 constexpr char kCollectionConfigs[] = "/config/collection_configs";
 
-// The status of what `path` leads to. When it cannot be told, for another reason than absence, `reason` says why. No
-// file can be there under a name that is too long.
+// The status of the file at `path`, symbolic links followed. If the query fails for another reason than a missing file,
+// `reason` tells it. A name that is too long counts as a missing file, because no file can have it.
 fs::file_status StatusOf(const fs::path& path, std::string& reason) {
   boost::system::error_code error;
   fs::file_status status = fs::status(path, error);
@@ -36,8 +36,8 @@ bool PythonEventProvider::ProviderExplicitlyEnabled(const tev_custom_options* op
   return enabled != nullptr && strstr(enabled, kProviderName) != nullptr;
 }
 
-// False, after at most a message of lower level, when the options enable no virtual provider, and after an error
-// message when one of them fails; the records made so far then stay for the caller to destroy.
+// False if the options enable no virtual provider, and, after an error message, if one of them fails. The caller then
+// destroys the records that were made so far.
 bool PythonEventProvider::AddVirtualProviders(const tev_custom_options* options) {
   TEV_LOG(TEV_LOG_DEBUG, "[python provider] Adding virtual providers");
   fs::path directory(kCollectionConfigs);
@@ -65,17 +65,17 @@ bool PythonEventProvider::AddVirtualProviders(const tev_custom_options* options)
   return true;
 }
 
-// Fills `list` with the items of a comma-separated option, untrimmed and empty ones included.
+// Fills `list` with the items of a comma-separated option. Items are not trimmed, and empty items are kept.
 void PythonEventProvider::SetProviderVector(
     const tev_custom_options* options, std::vector<std::string>& list,
-    // NOLINTNEXTLINE(performance-unnecessary-value-param): part of the signature
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): the member's signature is fixed
     std::string key) const {
   const char* value = tev_dict_get(options, key.c_str());
   if (value != nullptr) boost::algorithm::split(list, std::string(value), boost::algorithm::is_any_of(","));
 }
 
-// Adds the script of one enabled name, if the name has a file, whatever its "enable" line says. The disabled items that
-// begin with the name become the script's argument "disabled".
+// Adds the script of the enabled name `name`, if there is a file for it. The file's "enable" line is ignored. The items
+// of `disabled` that begin with the name become the script's argument "disabled".
 bool PythonEventProvider::AddVirtualProvider(std::string& name, fs::path& directory,
                                              std::vector<std::string>& disabled) {
   const std::string path = directory.string() + "/" + name + ".cfg";

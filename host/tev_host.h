@@ -1,10 +1,11 @@
-// The host's programming interface, as the plug-in sees it.
+// The host's programming interface: the functions that the plug-in calls, and the descriptor that it hands out.
 //
 // Conventions:
-//  1. Every function here is the host's. It is never linked: the host process supplies the symbol when it loads us.
-//  2. Handles are opaque and never looked into. Whoever creates one destroys it, save where a comment says otherwise.
+//  1. The host implements every function declared here. The plug-in does not link them: the host process supplies the
+//     symbols when it loads the plug-in.
+//  2. The plug-in never looks into a handle. Whoever creates a handle destroys it, unless a comment says otherwise.
 //  3. Texts are NUL-terminated and borrowed for the length of the call.
-//  4. Everything is called on the one thread that drives the provider.
+//  4. Every call is made on the one thread that drives the provider.
 
 #ifndef RUBRUF_HOST_TEV_HOST_H_
 #define RUBRUF_HOST_TEV_HOST_H_
@@ -24,22 +25,22 @@ typedef struct tev_opaque_events_t tev_opaque_events_t;
 typedef struct tev_source_t tev_source_t;
 typedef struct tev_source_array_t tev_source_array_t;
 
-// Status of one token write, and result of one progress call.
+// The result of a progress call. Inside the plug-in the same type is the status of writing one token.
 typedef uint32_t tev_progress_status_t;
-#define TEV_PROGRESS_DONE UINT32_C(0)             // written; or: the collection is complete
-#define TEV_PROGRESS_REFUSED UINT32_C(1)          // the writer refused a token; the next progress call resumes with it
-#define TEV_PROGRESS_DONE_FORCE_SYNC UINT32_C(2)  // the collection is complete and asks for a forced synchronisation
-#define TEV_PROGRESS_ERROR UINT32_C(0xFFFFFFFF)
+#define TEV_PROGRESS_DONE UINT32_C(0)             // progress: the collection is complete; token: it was written
+#define TEV_PROGRESS_REFUSED UINT32_C(1)          // the writer refused a token; the next progress call writes it again
+#define TEV_PROGRESS_DONE_FORCE_SYNC UINT32_C(2)  // progress: complete, and the script asks for a synchronisation
+#define TEV_PROGRESS_ERROR UINT32_C(0xFFFFFFFF)   // progress: the collection failed; token: it could not be formed
 
-// The record that a provider fills through `fill_record`: 14 bytes, without padding before the last field.
+// The record that `fill_record` fills: 14 bytes, without padding before the last field.
 typedef struct tev_provider_record_t {
   uint64_t kind;
   uint32_t reserved_1;
   uint16_t reserved_2;
 } tev_provider_record_t;
 
-// What a plug-in hands to the host: who it is, and the callbacks through which the host drives it. The plug-in owns the
-// descriptor, which stays valid until the library is unloaded. Every callback takes its object from `context`.
+// The provider descriptor: the plug-in's name, and the callbacks through which the host drives it. The plug-in owns the
+// descriptor. It is valid until the library is unloaded. Every callback finds its object in `context`.
 typedef struct tev_event_provider_t {
   uint32_t schema_number;
   const char* name;
@@ -63,13 +64,13 @@ typedef struct tev_event_provider_t {
 tev_source_array_t* tev_create_source_array(void);
 // A new source named `tag` (`length` bytes before its terminating zero); null on failure.
 tev_source_t* tev_create_default_source(const char* tag, size_t length);
-// Hands `source` over to `array`. False on failure: the plug-in then destroys the array, and leaves `source` to the
-// host, whose interface has no way to destroy one.
+// Hands `source` over to `array`. False on failure: the plug-in then destroys the array but not `source`, because the
+// interface has no function that destroys a source.
 bool tev_source_array_append(tev_source_array_t* array, tev_source_t* source);
 // Destroys the array and the sources in it.
 void tev_destroy_source_array(tev_source_array_t* array);
 
-// Registers a schema and writes its one-byte number through `schema_id`. The handle stays the type system's; null on
+// Registers a schema and writes its one-byte number through `schema_id`. The type system owns the schema. Null on
 // failure.
 tev_schema_t* tev_type_system_add_schema(tev_type_system_t* type_system, const char* name, uint32_t schema_number,
                                          uint8_t* schema_id);
@@ -77,8 +78,8 @@ tev_schema_t* tev_type_system_add_schema(tev_type_system_t* type_system, const c
 // A new writer of opaque events of `schema`; null on failure.
 tev_opaque_events_t* tev_opaque_events_create(tev_schema_t* schema);
 void tev_opaque_events_delete(tev_opaque_events_t* writer);
-// Writes one token. `type_and_key` holds the token's type in its high and its key ID in its low 32 bits; `app_id`
-// points to 16 bytes; `payload` is null when `size` is 0 and the token has none. False: refused, nothing was written.
+// Writes one token. `type_and_key` is packed as in provider/tokens.h; `app_id` points to 16 bytes; `payload` is null if
+// the token has no payload, and `size` is then 0. False: the token was refused, and nothing was written.
 bool tev_opaque_events_write(tev_opaque_events_t* writer, tev_data_serializer_t* serializer, uint8_t schema_id,
                              const uint8_t* app_id, uint64_t type_and_key, uint64_t reserved, const void* payload,
                              uint32_t size);
@@ -86,7 +87,7 @@ bool tev_opaque_events_write(tev_opaque_events_t* writer, tev_data_serializer_t*
 #ifdef __cplusplus
 }  // extern "C"
 
-// The layout is the contract: 64-bit pointers, no field may move.
+// Hosts are compiled with this layout: 64-bit pointers, and no field may move.
 static_assert(offsetof(tev_event_provider_t, schema_number) == 0);
 static_assert(offsetof(tev_event_provider_t, name) == 8);
 static_assert(offsetof(tev_event_provider_t, description) == 16);

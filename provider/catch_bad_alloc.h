@@ -1,6 +1,6 @@
-// CatchBadAlloc: where memory exhaustion stops being an exception.
+// CatchBadAlloc: turns exhausted memory from an exception into a result.
 //
-// No exception may cross into the host, and no other kind arises: everything else that fails is reported by results.
+// No exception may reach the host. std::bad_alloc is the only one that arises, because every other failure is a result.
 
 #ifndef RUBRUF_PROVIDER_CATCH_BAD_ALLOC_H_
 #define RUBRUF_PROVIDER_CATCH_BAD_ALLOC_H_
@@ -9,7 +9,7 @@
 
 #include "utils/log/log.h"
 
-// The result of `call`, or `on_failure` after an error message when memory ran out in it.
+// Returns the result of `call`; `on_failure`, after an error message, if memory ran out during the call.
 template <typename Result, typename Call>
 Result CatchBadAlloc(Result on_failure, Call call) {
   try {

@@ -66,7 +66,7 @@ tev_source_array_t* python_event_provider_get_sources(tev_event_provider_t* prov
   return CatchBadAlloc<tev_source_array_t*>(nullptr, [=] { return CreateSources(ProviderOf(provider)); });
 }
 
-// What the host makes of the numbers is the host's.
+// The numbers are fixed; their meaning is known to the host alone.
 uint32_t python_event_provider_fill_record(void* /*unused*/, void* /*unused*/, void* record) {
   auto* filled = static_cast<tev_provider_record_t*>(record);
   filled->kind = 7;

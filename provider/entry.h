@@ -14,17 +14,16 @@
 extern "C" {
 #endif
 
-// Reads the host's options (borrowed for the call) and returns the one descriptor, owned by the library; null after an
-// error message when the options are not usable. A further call reads its options into the same provider, adding its
-// scripts.
+// Reads the host's options (borrowed for the call) and returns the one descriptor, which the library owns. Null after
+// an error message if the options are not usable. A further call adds its scripts to the same provider.
 TEV_EXPORT tev_event_provider_t* construct_event_provider(tev_custom_options* options);
 
 #ifdef __cplusplus
 }  // extern "C"
 
-// The descriptor's `initialize`. True when the provider is ready to collect. After false, which follows an error
-// message, all is finalised; only where the interpreter does not start or the provider is initialised already, nothing
-// has changed. It has C++ linkage, and hosts look it up by that name; C reaches it through the descriptor.
+// The descriptor's `initialize`. True if the provider is ready to collect. False after an error message: the provider
+// is then finalised, with two exceptions, in which nothing has changed: the interpreter does not start, or the provider
+// is initialised already. It has C++ linkage, and hosts look it up by that name; C reaches it through the descriptor.
 TEV_EXPORT bool python_event_provider_initialize(tev_event_provider_t* provider, tev_type_system_t* type_system);
 #endif
 

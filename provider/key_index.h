@@ -1,8 +1,8 @@
-// KeyIndex: finds the number of a key text by the hash that Python has cached in the key.
+// KeyIndex: a hash table in front of the key-name registry's ordered map.
 //
-// It stands in front of the registry's ordered map, which owns the texts, and is emptied before it. A text is compared
-// before it is answered for, so that no answer is wrong; a text that is missing here may still be in the map. It takes
-// 40 to 48 bytes a text and keeps nothing alive in the interpreter.
+// It finds the number of a key text by the hash that Python has cached in the key. It borrows the texts, which the map
+// owns, and is emptied before the map. Find compares the full text, so a hit is always right; a text that is missing
+// here may still be in the map. The index takes 40 to 48 bytes for each text and holds no Python object.
 
 #ifndef RUBRUF_PROVIDER_KEY_INDEX_H_
 #define RUBRUF_PROVIDER_KEY_INDEX_H_
@@ -13,13 +13,14 @@
 
 #include "utils/python_env/python.h"
 
-// Whether the first and the last word, which may overlap, are the same. A comparison of a known size needs no call.
+// True if the first kWord bytes of both texts are the same, and the last kWord bytes too; the two ranges may overlap. A
+// memcmp of a constant size needs no call.
 template <size_t kWord>
 bool SameEnds(const char* a, const char* b, size_t size) {
   return memcmp(a, b, kWord) == 0 && memcmp(a + size - kWord, b + size - kWord, kWord) == 0;
 }
 
-// memcmp(a, b, size) == 0. Most keys are so short that the call would take longer than the comparison.
+// memcmp(a, b, size) == 0. Most keys are so short that a call of memcmp would take longer than the comparison itself.
 inline bool SameBytes(const char* a, const char* b, size_t size) {
   if (size > 16 || size < 2) return memcmp(a, b, size) == 0;
   if (size >= 8) return SameEnds<8>(a, b, size);
@@ -31,10 +32,11 @@ class KeyIndex {
  public:
   static constexpr uint32_t kNone = 0xFFFFFFFF;
 
-  // The number of a text, given with its hash; kNone when it is not here.
+  // The number of the text, or kNone if it is not here. `hash` is the hash of the text.
   uint32_t Find(Py_hash_t hash, const char* text, size_t size) {
     if (entries_.empty()) return kNone;
-    // Scripts return the same keys in the same order again and again, so what followed the last key is likely next.
+    // Scripts return the same keys in the same order again and again. So the key that followed the last one before is
+    // likely to be next.
     uint32_t at = entries_[last_].next;
     if (!entries_[at].Is(hash, text, size)) {
       size_t slot = Home(hash);
@@ -46,7 +48,7 @@ class KeyIndex {
     return entries_[at].id;
   }
 
-  // Enters a text that is not here, borrowed until Clear. Throws std::bad_alloc, with nothing changed.
+  // Enters a text that is not here. The text is borrowed until Clear. Throws std::bad_alloc, with nothing changed.
   void Add(Py_hash_t hash, const char* text, size_t size, uint32_t id) {
     if (2 * (entries_.size() + 1) > slots_.size()) Grow();
     entries_.push_back({hash, text, static_cast<uint32_t>(size), id, 0});
@@ -65,7 +67,7 @@ class KeyIndex {
     const char* text;
     uint32_t size;
     uint32_t id;
-    uint32_t next;  // the entry that was found after this one, the last time
+    uint32_t next;  // the entry that was found after this one last time
   };
 
   size_t Mask() const { return slots_.size() - 1; }
@@ -83,8 +85,8 @@ class KeyIndex {
   }
 
   std::vector<Entry> entries_;
-  std::vector<uint32_t> slots_;  // open addressing over a power of two, at most half full: positions in `entries_`
-  uint32_t last_ = 0;            // the entry found last
+  std::vector<uint32_t> slots_;  // positions in `entries_`; open addressing, a power of two, at most half full
+  uint32_t last_ = 0;            // the entry that was found last
 };
 
 #endif  // RUBRUF_PROVIDER_KEY_INDEX_H_

@@ -1,4 +1,4 @@
-// The provider's initialization and finalization.
+// The provider's life cycle: initialization, application ID, schema and finalization.
 
 #include <algorithm>
 #include <cstdlib>
@@ -69,8 +69,8 @@ void PythonEventProvider::Finalize(tev_event_provider_t* /*provider*/) {
   key_index.Clear();
   for (const auto& [name, id] : key_ids) free(name);
   key_ids.clear();
-  // A walk that was stuck may have left its error. The end of the scripts' objects may run Python code, which expects
-  // none.
+  // A stuck walk may have left a pending error. It is cleared because destructors of the scripts' objects may run
+  // Python code, which expects no pending error.
   if (PythonRuns()) PyErr_Clear();
   DestroyScriptConfigs(script_configs);
   ResetWalk();

@@ -1,4 +1,4 @@
-// The provider-wide options, the choice of a configuration route, and the configuration log.
+// The provider-wide options, the choice between the three ways to configure scripts, and the configuration log.
 
 #include <algorithm>
 #include <cstdlib>

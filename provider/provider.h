@@ -1,9 +1,12 @@
 // PythonEventProvider: the one object behind the plug-in's descriptor.
 //
-// It lives from the first call of the plug-in's entry until the library is unloaded, and goes round this cycle: the
-// options are read (scripts configured), initialize (interpreter started, scripts bound), progress again and again
-// (collections), finalize (all released); then the options may be read again. It serves one thread, and one walk of one
-// script's result at a time.
+// It is constructed by the first call of the plug-in's entry and destroyed when the library is unloaded. In between it
+// has one or more lives. A *life* begins when initialize starts the interpreter and binds the scripts that were read
+// from the options, and ends with finalize, which releases everything. Each progress call runs or resumes one
+// collection: it calls a script's function and *walks* the result, writing it token by token. A walk is *stuck* if it
+// has met a value that it cannot write; only finalize ends it.
+//
+// The object is used on one thread, and holds at most one walk.
 
 #ifndef RUBRUF_PROVIDER_PROVIDER_H_
 #define RUBRUF_PROVIDER_PROVIDER_H_
@@ -35,31 +38,31 @@ class PythonEventProvider {
   class ScriptConfig;  // provider/script_config.h
 
   PythonEventProvider() = default;
-  // At the end of the library or of the process. What a life holds is Finalize's to release, and stays when that was
-  // not called: it may be too late for Python.
+  // Runs when the library is unloaded or the process exits. It releases no Python object: Finalize does that, and the
+  // interpreter may be gone by now.
   ~PythonEventProvider() { AbandonWalk(); }
   PythonEventProvider(const PythonEventProvider&) = delete;
   PythonEventProvider& operator=(const PythonEventProvider&) = delete;
 
-  // Reads the provider's options and configures its scripts, adding to those already there. False after a message.
+  // Reads the provider's options and adds the scripts that they configure. False after an error message.
   bool ReadOpts(const tev_custom_options* options);
 
-  // Starts the interpreter, binds the scripts, settles the application ID and opens the writer. False after a message;
-  // whatever had been started is then finalised.
+  // Starts the interpreter, binds the scripts, settles the application ID and opens the writer. False after an error
+  // message; everything that was started is then finalised.
   bool Initialize(tev_event_provider_t* provider, tev_type_system_t* type_system);
 
-  // Releases all that initialization and collections made, and the scripts. Harmless when called again.
+  // Releases the scripts and everything that initialization and collections made. A second call does nothing.
   void Finalize(tev_event_provider_t* provider);
 
-  // Runs one collection of the script at `index`, or resumes the walk that a refused token interrupted, whatever its
-  // script. Returns the status that the host gets; see TEV_PROGRESS_*.
+  // Resumes the walk that a refused token interrupted, whatever script it belongs to; without one, begins a collection
+  // of the script at `index`. Returns the status for the host (TEV_PROGRESS_*).
   tev_progress_status_t Progress(tev_data_serializer_t* serializer, unsigned char index);
 
-  // The number of configured scripts. The number of records there are may differ after a finalization.
+  // The number of configured scripts. It survives Finalize, so there may be fewer records.
   uint16_t GetNumScripts() const { return num_scripts; }
-  // The scripts that can be addressed: those configured, as far as there are records.
+  // The number of scripts that the host can address: the configured ones that have a record.
   size_t CountServedScripts() const;
-  // The tag of the script at `index`, which must be that of a record. May call into the script.
+  // The tag of the script at `index`, which must be the index of a record. May call the script's "get_tag".
   const std::string& GetTagName(unsigned char index);
 
   // Writes the configuration to the log, at info level.
@@ -83,16 +86,22 @@ class PythonEventProvider {
   bool SetAppID();
   bool SetSchema(tev_event_provider_t* provider, tev_type_system_t* type_system);
 
-  // The walk of a result (walker.cpp). `status` receives the writer's status.
+  // The walk of a result (walker.cpp). `status` receives the status of the last token.
   bool DoCollection(unsigned char index);
   bool IsEmpty(PyObject* object) const;
   bool SetIterable(tev_progress_status_t* status, tev_data_serializer_t* serializer);
+  // False: nothing is left to walk. True: look at `status`. TEV_PROGRESS_DONE means that a scalar is current and is to
+  // be written; any other status means that a token was not written, and is the result of the progress call.
   bool SetCurrent(tev_progress_status_t* status, tev_data_serializer_t* serializer);
   bool OnNewIterable(PyObject* object, uint32_t key_id, tev_progress_status_t* status,
                      tev_data_serializer_t* serializer);
   bool OnEndIterable(tev_progress_status_t* status, tev_data_serializer_t* serializer, python_event_type_t type);
-  // kReturn: an item is ready or a token was not taken, so the walk returns to its caller.
-  enum class Step { kReturn, kOpened, kExhausted, kAbandoned };
+  enum class Step {
+    kReturn,     // a scalar is current, or a token was not written: SetCurrent returns true
+    kOpened,     // a nested list or dictionary was opened: the walk goes on inside it
+    kExhausted,  // the open list or dictionary has nothing left
+    kAbandoned,  // a list in a list: the walk ends as if it were complete
+  };
   Step NextEntry(tev_progress_status_t* status, tev_data_serializer_t* serializer);
   Step NextItem(tev_progress_status_t* status, tev_data_serializer_t* serializer);
   bool IsOpen(PyObject* iterable) const;
@@ -103,8 +112,8 @@ class PythonEventProvider {
   // The number of the dictionary key `key` (key_names.cpp).
   uint32_t GetKeyID(PyObject* key);
 
-  // The tokens (tokens.cpp). Each returns the writer's status, or TEV_PROGRESS_ERROR after a message when the token
-  // cannot be formed.
+  // The tokens (tokens.cpp). Each returns TEV_PROGRESS_DONE or TEV_PROGRESS_REFUSED, as the writer answered, or
+  // TEV_PROGRESS_ERROR after an error message if the token cannot be formed.
   tev_progress_status_t WriteEvent(tev_data_serializer_t* serializer, uint32_t key_id, python_event_type_t type,
                                    uint32_t size, const void* data);
   tev_progress_status_t WriteText(tev_data_serializer_t* serializer, python_event_type_t type, const char* text,
@@ -118,8 +127,8 @@ class PythonEventProvider {
   tev_progress_status_t OnNewCollection(tev_data_serializer_t* serializer);
 
   std::vector<ScriptConfig*> script_configs;    // owned; deleted by Finalize or by a configuration that failed
-  PyObject* collection_result = nullptr;        // owned; what the walk goes through
-  PyObject* current_iterable = nullptr;         // borrowed; during a walk the iterable of the stack's top
+  PyObject* collection_result = nullptr;        // owned; the result that is walked
+  PyObject* current_iterable = nullptr;         // borrowed; during a walk, the iterable at the top of the stack
   std::map<char*, uint32_t, sort_str> key_ids;  // the keys are owned copies, freed by Finalize
   std::vector<iterable_position_t> iterable_stack;
   CurrentPythonData current_item;
@@ -127,7 +136,7 @@ class PythonEventProvider {
   uint8_t app_id[16] = {};
   uint8_t schema_id = 0;
   uint16_t num_scripts = 1;
-  uint32_t next_key_id = 0;  // never goes back: no number stands for two texts
+  uint32_t next_key_id = 0;  // only grows, so that no number ever stands for two texts
   uint8_t collection_in_progress = 0;
   uint8_t app_id_set = 0;
   uint8_t python_started = 0;

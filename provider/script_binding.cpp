@@ -1,4 +1,4 @@
-// Binding a script to Python: its module, function and arguments, and the texts that it is asked for.
+// The binding of a script to Python: its module, function and argument dictionary, and the texts that it returns.
 
 #include <functional>
 
@@ -70,7 +70,7 @@ std::string PythonEventProvider::ScriptConfig::GetStringFromScript(const char* n
   if (asked == nullptr) return {};
   const OwnedRef answer(PyObject_CallFunctionObjArgs(NewRef(asked).get(), nullptr));
   if (!answer) {
-    // An error left behind would be taken for one of the next call into Python.
+    // A pending error would be taken for an error of the next call into Python.
     PyErr_Clear();
     return {};
   }
@@ -95,7 +95,7 @@ const std::string& PythonEventProvider::ScriptConfig::GetTagName() {
     return tag;
   }
   std::string text = GetStringFromScript("get_tag");
-  // The same path has the same tag in every process: libstdc++ hashes texts with a constant seed.
+  // libstdc++ hashes texts with a constant seed, so the same path has the same tag in every process.
   if (text.empty()) text = std::to_string(std::hash<std::string>{}(script_path));
   tag = "dict_" + text;
   return tag;

@@ -1,4 +1,4 @@
-// A script's record: reading its options, its arguments, its log lines and its end.
+// The record of a script: reading its options, storing its arguments, logging it, and releasing it.
 
 #include "provider/script_config.h"
 
@@ -56,7 +56,7 @@ bool PythonEventProvider::ScriptConfig::ReadConfiguration(const tev_custom_optio
   return tev_dict_enum(options, AddDictPairClb, this);
 }
 
-// The plain key applies to every script and hides the numbered one, even with an empty value.
+// The plain key applies to every script. It hides the numbered key even if its value is empty.
 std::string PythonEventProvider::ScriptConfig::GetOptionFromDict(const tev_custom_options* options,
                                                                  const char* key) const {
   if (const char* value = tev_dict_get(options, key); value != nullptr) return value;

@@ -1,7 +1,7 @@
-// ScriptConfig: one configured script, and the Python objects that a collection of it uses.
+// ScriptConfig: the record of one configured script, with the Python objects that its collections use.
 //
-// A record is made on the heap by the configuration, owned by the provider's list, bound to Python at most once, and
-// never copied. Like all of the provider it serves one thread.
+// The configuration makes each record on the heap, and the provider's list owns it. A record is bound to Python at most
+// once and never copied. It is used on the thread that drives the provider.
 
 #ifndef RUBRUF_PROVIDER_SCRIPT_CONFIG_H_
 #define RUBRUF_PROVIDER_SCRIPT_CONFIG_H_
@@ -16,33 +16,33 @@
 
 class PythonEventProvider::ScriptConfig {
  public:
-  // Reads the record from options, which are not kept. Check IsSet() afterwards: a failed reading shows only there, and
-  // its reason has been logged.
+  // Reads the record from `options`, which are borrowed for the call. A failed reading shows only in IsSet(), so check
+  // that afterwards; the reason has been logged.
   ScriptConfig(const tev_custom_options* options, unsigned char index);
-  // Gives the Python references back if their interpreter still runs.
+  // Decrements the Python references if the interpreter runs.
   ~ScriptConfig();
   ScriptConfig(const ScriptConfig&) = delete;
   ScriptConfig& operator=(const ScriptConfig&) = delete;
 
   bool IsSet() const { return is_set; }
 
-  // Stores one argument, replacing an earlier value; `value` may be null. False when memory ran out.
+  // Stores one argument, and replaces an earlier value. `value` may be null. False if memory ran out.
   bool AddDictPair(const char* key, const char* value);
 
+  // Logs the record at info level.
   void LogInstance() const;
 
-  // Imports the module and gets its function and the argument dictionary. False after a message; references obtained
-  // before the failure stay in the record. The interpreter must run.
+  // Imports the module, finds its function and builds the argument dictionary. False after an error message; the record
+  // then keeps the references that it got before the failure. The interpreter must run.
   bool SetPythonAttributes();
 
-  // The text that the module's function `name` returns when called without arguments; empty when the record is not
-  // bound, there is no such function, it raises, or it returns something else. Leaves the pending Python error as it
-  // was.
+  // Calls the module's function `name` without arguments and returns its text. Empty if the record is not bound, there
+  // is no such function, it raises, or it returns something else. A Python error that was pending stays pending.
   std::string GetStringFromScript(const char* name);
 
-  // The tag that names the script's source, settled on the first call: by option, else by the script's "get_tag", else
-  // by a hash of its path. Empty only without a path. A tag that is not settled yet needs the interpreter if the record
-  // is bound.
+  // The tag, which names the script's source. The first call settles it: by the option, else by the script's "get_tag",
+  // else by a hash of the path. Empty only if there is no path. The interpreter must run if the record is bound and its
+  // tag is not settled.
   const std::string& GetTagName();
 
  private:
@@ -52,7 +52,7 @@ class PythonEventProvider::ScriptConfig {
   std::string GetOptionFromDict(const tev_custom_options* options, const char* key) const;
   bool SetArgsPyDict();
 
-  // Callbacks of tev_dict_enum; the user pointer of the first and the last is the record.
+  // Callbacks of tev_dict_enum. The user pointer of LogDictClb is its flag; of the other two it is the record.
   static bool AddDictPairClb(const char* key, const char* value, void* record);
   static bool LogDictClb(const char* key, const char* value, void* header_printed);
   static bool PyDictAddPairClb(const char* key, const char* value, void* record);
@@ -67,7 +67,7 @@ class PythonEventProvider::ScriptConfig {
   std::string tag;  // empty, or "dict_" and the tag text
   uint8_t index;
   bool is_set = false;
-  uint32_t force_sync = 0;  // the status that ends a collection: 0, or 2 to ask for a synchronisation
+  uint32_t force_sync = 0;  // the status of a complete collection: 0, or 2 to ask for a synchronisation
 };
 
 // Destroys all records of a list and empties it.

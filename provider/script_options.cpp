@@ -13,7 +13,7 @@
 
 namespace {
 
-// The first run of characters up to white space, behind any white space: what "%s" of sscanf reads, at any length.
+// The first word of `text`: what "%s" of sscanf reads, but at any length.
 std::string FirstWord(const char* text) {
   const auto is_space = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
   while (is_space(*text)) ++text;
@@ -25,7 +25,7 @@ std::string FirstWord(const char* text) {
 }  // namespace
 
 bool PythonEventProvider::SetScriptConfigsFromOpts(const tev_custom_options* options) {
-  // A directory without a script, in an earlier call that failed for it, has left 0.
+  // An earlier call with an empty directory failed and left 0.
   if (num_scripts == 0) num_scripts = 1;
   if (!CatchBadAlloc(false, [=] { return AddScriptConfigs(options); })) {
     DestroyScriptConfigs(script_configs);
@@ -48,14 +48,14 @@ bool PythonEventProvider::AddScriptConfigs(const tev_custom_options* options) {
   return true;
 }
 
-// Hands "python-import-arg-N-NAME" to script N, and with one script also "python-import-arg-NAME" to that one. Every
-// record has copied all argument keys, numbers included, when it was read.
+// Hands "python-import-arg-N-NAME" to script N. If there is only one script, it also gets "python-import-arg-NAME". In
+// addition every record has copied all argument keys, with their numbers, while it was read.
 bool PythonEventProvider::AddScriptConfigDictPairClb(const char* key, const char* value, void* provider) {
   auto* self = static_cast<PythonEventProvider*>(provider);
   long number = 0;
   int name_at = 0;
-  // sscanf is the contract: blanks and signs before the number mean what they mean to it. A long saturates where an int
-  // would wrap round to the number of some script.
+  // Keys are matched by the rules of sscanf, which accepts blanks and a sign before the number. The number is a long,
+  // because an int would overflow on a large one and could name some script by accident.
   // NOLINTNEXTLINE(cert-err34-c)
   const int numbers_read = sscanf(key, "python-import-arg-%ld-%n", &number, &name_at);
   if (numbers_read == 1) {

@@ -1,4 +1,4 @@
-// Writing single tokens through the host's writer.
+// The writers of single tokens: each forms one token from the current item and hands it to the host's writer.
 
 #include "provider/tokens.h"
 
@@ -20,7 +20,7 @@ tev_progress_status_t PythonEventProvider::WriteEvent(tev_data_serializer_t* ser
 tev_progress_status_t PythonEventProvider::OnKeyID(tev_data_serializer_t* serializer) {
   Py_ssize_t size = 0;
   const char* text = Utf8(current_item.key.get(), &size);
-  // A key without a number stays without a token, also when a handler of encoding errors has changed its mind.
+  // A key without a number gets no token, even if a handler for encoding errors has made the key readable since.
   if (text == nullptr || current_item.key_id == PYTHON_EVENT_NO_KEY) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] key name encoding of key ID %u is not UTF-8", current_item.key_id);
     return TEV_PROGRESS_ERROR;
@@ -38,7 +38,7 @@ tev_progress_status_t PythonEventProvider::OnString(tev_data_serializer_t* seria
   return WriteText(serializer, PYTHON_EVENT_STRING, text, size);
 }
 
-// A token's size has 32 bits; cutting a longer text would write something that the script never said.
+// A token's size has 32 bits. A longer text is an error, because a shortened one would not be what the script returned.
 tev_progress_status_t PythonEventProvider::WriteText(tev_data_serializer_t* serializer, python_event_type_t type,
                                                      const char* text, Py_ssize_t size) {
   if (size > Py_ssize_t{UINT32_MAX}) {
@@ -48,7 +48,8 @@ tev_progress_status_t PythonEventProvider::WriteText(tev_data_serializer_t* seri
   return WriteEvent(serializer, current_item.key_id, type, static_cast<uint32_t>(size), text);
 }
 
-// An integer outside 64 bits is written as -1, PyLong_AsLong's result, and leaves its error pending.
+// An integer outside the signed 64-bit range is written as -1, which PyLong_AsLong returns for it, and its
+// OverflowError stays pending.
 tev_progress_status_t PythonEventProvider::OnLong(tev_data_serializer_t* serializer) {
   const int64_t value = LongValue(current_item.value.get());
   return WriteEvent(serializer, current_item.key_id, PYTHON_EVENT_LONG, sizeof value, &value);

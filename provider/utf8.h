@@ -1,4 +1,4 @@
-// Utf8: the UTF-8 form of a Python text.
+// Utf8: the UTF-8 bytes of a Python text.
 
 #ifndef RUBRUF_PROVIDER_UTF8_H_
 #define RUBRUF_PROVIDER_UTF8_H_
@@ -8,11 +8,11 @@
 #include "utils/python_env/pending_error.h"
 #include "utils/python_env/python.h"
 
-// The UTF-8 bytes of `object` (borrowed), which live as long as it does, and their number. Null, with a Python error
-// pending, when it is not a str or holds characters that UTF-8 cannot carry; an error that was pending before stays the
-// pending one. Throws std::bad_alloc.
+// The UTF-8 bytes of `object` (borrowed) and, in `size`, their number. The bytes live as long as the object. Null, with
+// a Python error pending, if the object is not a str or holds characters that UTF-8 cannot carry; if an error was
+// pending before the call, that error is the one that stays. Throws std::bad_alloc.
 inline const char* Utf8(PyObject* object, Py_ssize_t* size) {
-  // An ASCII text is its own encoding: nothing to call.
+  // The characters of an ASCII text are its UTF-8 bytes.
   if (PyUnicode_Check(object) && PyUnicode_IS_COMPACT_ASCII(object)) {
     *size = PyUnicode_GET_LENGTH(object);
     return static_cast<const char*>(PyUnicode_DATA(object));

@@ -1,8 +1,8 @@
-// Where a walk stands: the open lists and dictionaries, and the item being written.
+// The state of a walk: the open lists and dictionaries, and the item that is being written.
 //
-// A walk holds what it is in. The result keeps all of it alive only as long as nobody changes the result, and Python
-// code may run in between: a script's "get_tag", a thread of a script, a handler of encoding errors, the garbage
-// collector.
+// The state owns a reference to each of these objects. The result alone would not keep them alive, because Python code
+// may change it between two tokens: a script's "get_tag", a thread of a script, a handler of encoding errors, or the
+// garbage collector.
 
 #ifndef RUBRUF_PROVIDER_WALK_STATE_H_
 #define RUBRUF_PROVIDER_WALK_STATE_H_
@@ -22,32 +22,34 @@ struct iterable_position_t {
   OwnedRef iterable;
   // List: the index of the item to visit next. Dictionary: the PyDict_Next position of the entry to visit next.
   Py_ssize_t position = 0;
-  uint32_t key_id;  // of its start marker, and so of its end marker
+  uint32_t key_id;  // its start marker and its end marker carry this key ID
 };
 
-// The current item and how far it is written.
+// The current item, and which of its tokens are written. The two flags mean:
 //
-// A dictionary entry: its key name, then its value or start marker. A list item has no key name: `key_written` is
-// always set. At the top level `value_written` stands for the time stamp, and then `key_written` for the start marker.
+//   item              | `key_written`                      | `value_written`
+//   dictionary entry  | the key name is written            | the value or start marker is written
+//   list item         | always set: it has no key name     | the value or start marker is written
+//   top level         | the start marker is written        | the time stamp is written, which comes first
 struct CurrentPythonData {
   OwnedRef key;
   OwnedRef value;
   uint32_t key_id = PYTHON_EVENT_NO_KEY;
   uint8_t key_written = 0;
   uint8_t value_written = 0;
-  // The current item is a dictionary entry that is neither passed nor opened: a refused token of it is to be written
-  // again, if the dictionary still holds the same key and value there.
+  // The item is a dictionary entry of which a token may still be refused. The next call then fetches the entry again,
+  // and goes on with it if the dictionary still holds the same key and value there.
   uint8_t entry_pending = 0;
 
   void init() { *this = CurrentPythonData(); }
 
-  // Makes an entry current. Coming back to the same one after a refused token keeps what is known to be written.
+  // Makes an item current. The flags stay if it is the same item again, after a refused token.
   void set(OwnedRef new_key, OwnedRef new_value, uint32_t new_key_id) {
     if (key == new_key && value == new_value && key_id == new_key_id) return;
     set_new(std::move(new_key), std::move(new_value), new_key_id);
   }
 
-  // Makes an entry current of which nothing is written.
+  // Makes an item current of which nothing is written.
   void set_new(OwnedRef new_key, OwnedRef new_value, uint32_t new_key_id) {
     key.swap(new_key);
     value.swap(new_value);

@@ -1,8 +1,8 @@
-// The walk of a script's result: from nested lists and dictionaries to tokens, resumable at every one of them.
+// The walk of a script's result: it writes nested lists and dictionaries as tokens, and can resume at every token.
 //
-// A refused token returns to the host with the position kept in the provider; the next progress call forms the same
-// token again. Once the script's function has returned, a progress call runs no Python code, save what the interpreter
-// itself may run while it raises the error of a text without UTF-8 form, and the end of what a script has let go.
+// If the writer refuses a token, the progress call returns and the provider keeps the position; the next progress call
+// forms the same token again. Once the script's function has returned, a progress call runs no Python code, with two
+// exceptions: a script's handler for encoding errors, and destructors of objects that scripts have dropped.
 
 #include <algorithm>
 
@@ -46,7 +46,7 @@ tev_progress_status_t PythonEventProvider::Progress(tev_data_serializer_t* seria
   }
 }
 
-// Lets go of what the walk holds without giving it back, which only a running interpreter can take.
+// Drops the walk's references without decrementing them. For a time when no interpreter is running.
 void PythonEventProvider::AbandonWalk() {
   for (iterable_position_t& open : iterable_stack) static_cast<void>(open.iterable.release());
   static_cast<void>(current_item.key.release());
@@ -54,7 +54,7 @@ void PythonEventProvider::AbandonWalk() {
   collection_result = nullptr;
 }
 
-// Forgets the walk. What it holds is given back, if its interpreter still runs.
+// Ends the walk. Its references are decremented if the interpreter runs.
 void PythonEventProvider::ResetWalk() {
   if (!PythonRuns()) AbandonWalk();
   iterable_stack.clear();
@@ -64,7 +64,7 @@ void PythonEventProvider::ResetWalk() {
   Py_CLEAR(collection_result);
 }
 
-// Calls the script's function and keeps its result. False after a message; no result is then held.
+// Calls the script's function and keeps its result. False after an error message; no result is then kept.
 bool PythonEventProvider::DoCollection(unsigned char index) {
   if (index >= script_configs.size() || script_configs[index] == nullptr) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] internal error - invalid index/script configuration object not exist");
@@ -95,8 +95,9 @@ bool PythonEventProvider::IsEmpty(PyObject* object) const {
   return PyDict_Check(object) && PyDict_Size(object) == 0;
 }
 
-// Writes the time stamp and the top-level start marker. False when either was refused or the result cannot be walked;
-// `status` tells. The result then stays held, and the next call goes on here without calling the script.
+// Writes the time stamp and the top-level start marker. False if either was refused or the result cannot be walked, as
+// `status` tells. The result is kept in that case, and the next progress call continues here, without calling the
+// script.
 bool PythonEventProvider::SetIterable(tev_progress_status_t* status, tev_data_serializer_t* serializer) {
   current_item.set(nullptr, NewRef(collection_result), PYTHON_EVENT_NO_KEY);
   if (!current_item.value_written) {
@@ -113,8 +114,9 @@ bool PythonEventProvider::SetIterable(tev_progress_status_t* status, tev_data_se
   return true;
 }
 
-// Writes the value of the current item, which is neither a list nor a dictionary. A bool is an int to Python, so it is
-// asked for first; no object is both an int and a float, and to ask for a float costs a call.
+// Writes the value of the current item, which is neither a list nor a dictionary. The test for bool comes before the
+// test for int, because every bool is an int to Python. The test for float comes last, because it costs a call; no
+// object is both an int and a float.
 tev_progress_status_t PythonEventProvider::WriteValue(tev_data_serializer_t* serializer) {
   PyObject* value = current_item.value.get();
   if (PyUnicode_Check(value)) return OnString(serializer);
@@ -125,8 +127,7 @@ tev_progress_status_t PythonEventProvider::WriteValue(tev_data_serializer_t* ser
   return TEV_PROGRESS_ERROR;
 }
 
-// Goes to the next scalar, opening and closing lists and dictionaries on the way. True when it is current and its value
-// is to be written, or when a token was not taken (`status` tells); false when nothing is left to walk.
+// Goes on to the next scalar. Writes the key names, start markers and end markers on the way.
 bool PythonEventProvider::SetCurrent(tev_progress_status_t* status, tev_data_serializer_t* serializer) {
   while (!iterable_stack.empty()) {
     const bool in_dict = PyDict_Check(current_iterable);
@@ -145,9 +146,9 @@ bool PythonEventProvider::SetCurrent(tev_progress_status_t* status, tev_data_ser
   return false;
 }
 
-// The next entry of the open dictionary. Its position stays before an entry until that is passed: when its scalar is to
-// be written, or its nested list or dictionary is closed. So a refused token fetches the entry anew, and what a script
-// has put in its place meanwhile is written instead, key name first.
+// Goes to the next entry of the open dictionary. The stored position moves past an entry only when the entry's scalar
+// becomes current, or when its nested list or dictionary is closed. Until then each call fetches the entry anew: if a
+// script has replaced it since a refused token, the new entry is written instead, key name first.
 PythonEventProvider::Step PythonEventProvider::NextEntry(tev_progress_status_t* status,
                                                          tev_data_serializer_t* serializer) {
   Py_ssize_t end = iterable_stack.back().position;
@@ -158,10 +159,10 @@ PythonEventProvider::Step PythonEventProvider::NextEntry(tev_progress_status_t* 
     return Step::kExhausted;
   }
   if (!current_item.entry_pending || key != current_item.key.get() || value != current_item.value.get()) {
-    // Both are held before the key is read, which may run Python code.
+    // The references are taken before the key is read, because reading it may run Python code.
     current_item.set_new(NewRef(key), NewRef(value), PYTHON_EVENT_NO_KEY);
     current_item.key_id = GetKeyID(key);
-    // A key without a number is looked at, and reported, anew each time.
+    // A key without a number is read, and reported, again by each call.
     current_item.entry_pending = current_item.key_id != PYTHON_EVENT_NO_KEY;
   }
   if (!current_item.key_written) {
@@ -183,7 +184,7 @@ PythonEventProvider::Step PythonEventProvider::NextEntry(tev_progress_status_t* 
   return Step::kOpened;
 }
 
-// The next item of the open list; the position as in NextEntry.
+// Goes to the next item of the open list. The stored position moves as in NextEntry.
 PythonEventProvider::Step PythonEventProvider::NextItem(tev_progress_status_t* status,
                                                         tev_data_serializer_t* serializer) {
   const Py_ssize_t position = iterable_stack.back().position;
@@ -205,7 +206,8 @@ PythonEventProvider::Step PythonEventProvider::NextItem(tev_progress_status_t* s
   return Step::kOpened;
 }
 
-// Writes the start marker of a list or dictionary and opens it. When the marker is not taken, nothing is opened.
+// Writes the start marker of a list or dictionary and opens it. False if the marker was not written, as `status` tells;
+// nothing is opened then.
 bool PythonEventProvider::OnNewIterable(PyObject* object, uint32_t key_id, tev_progress_status_t* status,
                                         tev_data_serializer_t* serializer) {
   if (!IsIterable(object)) {
@@ -218,25 +220,29 @@ bool PythonEventProvider::OnNewIterable(PyObject* object, uint32_t key_id, tev_p
     *status = TEV_PROGRESS_ERROR;
     return false;
   }
-  // The entry comes before the token: were memory to run out behind the token, the next call would write it twice.
+  // The stack entry is made before the token is written: if memory ran out after the token, the next call would write
+  // the token twice.
   iterable_stack.emplace_back(object, key_id);
   *status = OnDataMarker(PyDict_Check(object) ? PYTHON_EVENT_DICT_START : PYTHON_EVENT_LIST_START, key_id, serializer);
   if (*status != TEV_PROGRESS_DONE) iterable_stack.pop_back();
   return *status == TEV_PROGRESS_DONE;
 }
 
-// Whether a list or dictionary, the current item's, is one of those that the walk is in. One that is has four
-// references: from where it was met first, from where it was met again, from the current item and from the stack. The
-// search is left to those.
+// True if `iterable`, the current item's value, is already open: a circular reference. An open one has at least four
+// references (from its two places in the result, from the current item and from the stack), so one with fewer needs no
+// search.
 bool PythonEventProvider::IsOpen(PyObject* iterable) const {
   if (Py_REFCNT(iterable) < 4) return false;
   return std::any_of(iterable_stack.begin(), iterable_stack.end(),
                      [=](const iterable_position_t& open) { return open.iterable.get() == iterable; });
 }
 
-// Writes the end marker of the open list or dictionary, closes it and steps its parent past it; a list that is thereby
-// exhausted is closed too, as is a dictionary that has lost its entry. False when a token was not taken (`status`
-// tells): what it would have closed is still open, and found exhausted again by the next call.
+// Writes the end marker of the open list or dictionary, closes it, and moves the parent's position past it. Closes the
+// parent as well if it is a list without further items, or a dictionary that has lost the entry. False if a marker was
+// not written, as `status` tells: its list or dictionary stays open, and the next call finds it exhausted again.
+//
+// The end of a list clears a pending Python error, because running past a list's last item raises an IndexError in
+// Python's own interface. Running past a dictionary's last entry raises nothing, so a dictionary's end clears nothing.
 bool PythonEventProvider::OnEndIterable(tev_progress_status_t* status, tev_data_serializer_t* serializer,
                                         python_event_type_t type) {
   while (true) {

@@ -66,8 +66,8 @@ bool Enlarge(char*** array, uint32_t count) {
   return true;
 }
 
-// Moves every entry to its bucket under `new_flags`, in place: an entry that stands where another belongs is taken out
-// and carried on.
+// Moves every entry to its bucket under `new_flags`, in place. If the bucket still holds an old entry, the two are
+// exchanged, and the old entry is moved next.
 void MoveEntries(tev_dict_table_t* table, uint32_t* new_flags, uint32_t new_count) {
   for (uint32_t old = 0; old < table->bucket_count; ++old) {
     if (!IsLive(table->flags, old)) continue;
@@ -92,7 +92,7 @@ void MoveEntries(tev_dict_table_t* table, uint32_t* new_flags, uint32_t new_coun
   }
 }
 
-// Doubles the buckets. When memory runs out the table keeps its entries and their places.
+// Doubles the number of buckets. False if memory ran out; the entries and their places are then unchanged.
 bool Grow(tev_dict_table_t* table) {
   if (table->bucket_count > UINT32_MAX / 2) return false;
   const uint32_t new_count = table->bucket_count == 0 ? 4 : table->bucket_count * 2;
@@ -109,7 +109,7 @@ bool Grow(tev_dict_table_t* table) {
   table->flags = new_flags;
   table->bucket_count = new_count;
   table->occupied_count = table->entry_count;
-  // NOLINTNEXTLINE(bugprone-incorrect-roundings): the formula is the layout's, and its operands are small and positive.
+  // NOLINTNEXTLINE(bugprone-incorrect-roundings): hosts compute the threshold by the same formula
   table->growth_threshold = static_cast<uint32_t>(new_count * 0.77 + 0.5);
   return true;
 }

@@ -1,4 +1,4 @@
-// The logger's level, log function and sinks.
+// The logger: its level, its log function and its sinks.
 
 #include "utils/log/log.h"
 
@@ -67,7 +67,7 @@ bool tev_init_stderr_logger(int level) {
 void __tev_init_logger_default(void) {
   int level = 0;
   const char* text = getenv("TEV_API_LOG_LEVEL");
-  // sscanf, not strtol: what it makes of blanks, signs and trailing text is what the variable has always meant.
+  // Text behind the number is ignored, and a value without a number counts as absent. That is the rule of sscanf.
   // NOLINTNEXTLINE(cert-err34-c)
   if (text != nullptr && sscanf(text, "%d", &level) != 1) level = 0;
   tev_init_stderr_logger(level);

@@ -8,8 +8,8 @@ namespace {
 
 constexpr uint64_t kBytesPerLine = 16;
 
-// Writes the line of `count` bytes, 1 to 16: two groups of eight pairs in 50 columns, whatever the count, and then the
-// printable form.
+// Formats the line of `count` bytes, 1 to 16. The hexadecimal part always has 50 columns: two groups of eight pairs.
+// The printable characters follow.
 void FormatLine(const unsigned char* bytes, uint64_t count, char (&line)[100]) {
   constexpr char kDigits[] = "0123456789ABCDEF";
   memset(line, ' ', 50);
@@ -32,7 +32,8 @@ void log_hex(const void* data, uint64_t length) {
   for (uint64_t start = 0; start < length; start += kBytesPerLine) {
     char line[100];
     FormatLine(bytes + start, length - start < kBytesPerLine ? length - start : kBytesPerLine, line);
-    // A log function may change the level in mid-dump. -1, not set yet, then admits all: unsigned, it is the highest.
+    // The level is compared for each line, because a log function may change it in between. It is compared unsigned, so
+    // -1 (not set) admits the line.
     if (static_cast<uint32_t>(tev_log_level) >= TEV_LOG_DEBUG) TEV_LOG_EMIT(TEV_LOG_DEBUG, "%s", line);
   }
 }

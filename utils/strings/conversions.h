@@ -1,7 +1,7 @@
-// Strict conversions between option texts and numbers, booleans and GUIDs, and trimming in place.
+// Strict conversions of option texts to numbers, booleans and GUIDs, and trimming in place.
 //
-// All functions are reentrant, allocate nothing and log nothing. A conversion returns true on success and writes its
-// value only then, so that a preset default survives a failure; string_to_guid is the one exception.
+// All functions are reentrant, allocate nothing and log nothing. A conversion returns true on success, and writes its
+// value only then, so a default that the caller has set before survives a failure. string_to_guid is the one exception.
 
 #ifndef RUBRUF_UTILS_STRINGS_CONVERSIONS_H_
 #define RUBRUF_UTILS_STRINGS_CONVERSIONS_H_
@@ -24,7 +24,7 @@ TEV_EXPORT bool string_to_unsigned_long(const char* text, unsigned long* value);
 TEV_EXPORT bool string_to_long_long(const char* text, long long* value);
 TEV_EXPORT bool string_to_unsigned_long_long(const char* text, unsigned long long* value);
 
-// The same through string_to_unsigned_long_long; a value beyond the type's range fails. `value` must not be null.
+// As string_to_unsigned_long_long; a value beyond the type's range fails. `value` must not be null.
 TEV_EXPORT bool string_to_sizet(const char* text, size_t* value);
 TEV_EXPORT bool string_to_u64(const char* text, uint64_t* value);
 TEV_EXPORT bool string_to_u32(const char* text, uint32_t* value);
@@ -36,15 +36,16 @@ TEV_EXPORT bool string_to_boolean(const char* text);
 // "true" or "false"; a constant, never freed.
 TEV_EXPORT const char* boolean_to_string(bool flag);
 
-// Cuts white space (isspace) from both ends of a writable, non-null text and returns its new start, inside `text`.
+// Cuts white space (isspace) from both ends of a writable, non-null text. Returns the new start, which lies inside
+// `text`.
 TEV_EXPORT char* trim_white_space(char* text);
 
 // 0 to 15 for a hexadecimal digit of either case, -1 for every other byte.
 TEV_EXPORT int hex_char_to_int(char digit);
 
-// The 16 bytes of a GUID in text order, from 32 hexadecimal digits with dashes anywhere between or around them. Fails
-// on any other character, any other number of digits, and a null or empty text; `guid` may then hold the bytes before
-// the fault.
+// Reads 32 hexadecimal digits, with dashes anywhere between or around them, as the 16 bytes of a GUID in text order.
+// Fails on any other character, on any other number of digits, and on a null or empty text; `guid` may then hold the
+// bytes before the fault.
 TEV_EXPORT bool string_to_guid(const char* text, uint8_t* guid);
 
 #ifdef __cplusplus

@@ -1,4 +1,4 @@
-// Template expansion and comma-separated token lists.
+// Expansion of printf templates, and comma-separated token lists.
 
 #include "utils/strings/templates.h"
 
@@ -11,7 +11,7 @@
 
 namespace {
 
-// One pass of vsnprintf over a copy of `values`: a va_list is spent by its use.
+// vsnprintf with a copy of `values`, because a va_list can be used only once.
 int FormatCopy(char* buffer, size_t size, const char* format, va_list values) {
   va_list copy;
   va_copy(copy, values);

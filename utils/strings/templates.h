@@ -1,7 +1,7 @@
-// Text building for callers of the utility library: printf-style templates and comma-separated token lists.
+// Expansion of printf templates, and comma-separated token lists.
 //
-// Every result is new, allocated with malloc, and released by the caller with free; null means failure, with one
-// message at error level. Inputs are neither changed nor released. All functions are reentrant.
+// Every result is a new text, which the caller releases with free. Null means failure, after one message at error
+// level. Inputs are neither changed nor released. All functions are reentrant.
 
 #ifndef RUBRUF_UTILS_STRINGS_TEMPLATES_H_
 #define RUBRUF_UTILS_STRINGS_TEMPLATES_H_
@@ -14,9 +14,9 @@
 extern "C" {
 #endif
 
-// The expansion of a printf template, in a text of exactly its size.
+// The expansion of a printf template, in an allocation of exactly its size.
 TEV_EXPORT char* tev_expand_string_template(const char* format, ...) __attribute__((format(printf, 1, 2)));
-// The same from a va_list, which is left as it was handed in.
+// The same for a va_list, which stays usable for the caller.
 TEV_EXPORT char* tev_vexpand_string_template(const char* format, va_list values) __attribute__((format(printf, 1, 0)));
 
 // `list`, a comma and `token`; `token` alone when the list is null or empty. `token` must not be null.
