@@ -1,11 +1,12 @@
-// The benchmark: collections through the plug-in, beside the floor and what people would use instead, on the same
-// prebuilt objects in one process. bench/report.py makes the table.
+// The benchmark: measures collections through the plug-in, the floor (floor.h), and the usual serializers, all on the
+// same prebuilt objects in one process. bench/report.py makes the table.
 //
 //   rubruf-bench LIBRARY SHAPES_PY [Google Benchmark's options]
-//   rubruf-bench version                               of the Python
-//   rubruf-bench LIBRARY SHAPES_PY startup SCRIPTS     nanoseconds from construct to the sources of so many scripts
-//   rubruf-bench LIBRARY SHAPES_PY walk SHAPE          one warm collection, for an instruction counter to watch
-//   rubruf-bench LIBRARY SHAPES_PY memory              bytes that the plug-in keeps, per open level and per key name
+//   rubruf-bench version                               prints Python's version
+//   rubruf-bench LIBRARY SHAPES_PY startup SCRIPTS     nanoseconds from construct to get-sources, for SCRIPTS scripts
+//   rubruf-bench LIBRARY SHAPES_PY walk SHAPE          one warm collection, for an instruction counter
+//   rubruf-bench LIBRARY SHAPES_PY memory              bytes that the plug-in keeps for an open level and for a key
+//   name
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>
@@ -38,7 +39,7 @@ PyObject* Check(PyObject* object, const char* what) {
   return object;
 }
 
-// The plug-in at work on one script, the shapes module. The whole process uses it on its one thread.
+// A life of the plug-in with one script, the shapes module. There is one in the process, used on one thread.
 class Session {
  public:
   Session(const char* library, const char* shapes, int scripts) : plugin_(library) {
@@ -56,7 +57,7 @@ class Session {
   PyObject* module() const { return module_.get(); }
   std::chrono::nanoseconds startup() const { return startup_; }
 
-  // What the script returns from now on.
+  // Makes the script return `result` (borrowed) from now on.
   void Return(PyObject* result) { PyObject_SetAttrString(module(), "current", result); }
 
   void Collect(tev_data_serializer_t* ring) {
@@ -78,7 +79,7 @@ class Session {
 Session* session;
 tev_data_serializer_t ring;
 
-// A function of the rivals: "json.dumps" and the like, with one more argument where the default is not what is meant.
+// A serializer to compare with: "json.dumps" and the like, with a protocol number if its default is not wanted.
 struct Rival {
   const char* name;
   const char* module;
@@ -117,7 +118,7 @@ void Register(const std::string& shape, const char* runner, PyObject* builder, b
   auto* registered = benchmark::RegisterBenchmark(
       (shape + "/" + runner).c_str(), [=](benchmark::State& state) { Measure(state, builder, fresh, call); });
   registered->UseManualTime()->Unit(benchmark::kNanosecond);
-  // Names are never given up: without a limit the registry would grow with the speed of the machine.
+  // The registry never drops a name. Without a limit it would grow with the speed of the machine.
   if (fresh) registered->Iterations(3);
 }
 
@@ -168,10 +169,10 @@ int RunBenchmarks(int argc, char** argv) {
   return EXIT_SUCCESS;
 }
 
-// The collection that an instruction counter watches, told by its name.
+// A function of its own, so that an instruction counter can find the collection by its name.
 extern "C" __attribute__((noinline)) void WatchedCollection() { session->Collect(&ring); }
 
-// One collection to warm up, one to be watched.
+// Collects once to warm up, and once for the counter.
 int Walk(const char* shape) {
   const OwnedRef shapes = session->Attribute("SHAPES");
   const OwnedRef result = session->Build(Check(PyDict_GetItemString(shapes.get(), shape), "no such shape"));
@@ -211,7 +212,7 @@ int main(int argc, char** argv) {
   if (argc < 3) Fail("usage: rubruf-bench LIBRARY SHAPES_PY [startup SCRIPTS | walk SHAPE | memory | OPTIONS]");
   const std::string mode = argc > 3 ? argv[3] : "";
   const bool startup = mode == "startup" && argc > 4;
-  // The interpreter lives to the end of the process, since the benchmarks hold Python objects.
+  // The interpreter runs to the end of the process, because the benchmarks own Python objects.
   session = new Session(argv[1], argv[2], startup ? atoi(argv[4]) : 1);
   if (startup) {
     printf("%lld\n", static_cast<long long>(session->startup().count()));

@@ -1,4 +1,4 @@
-// The floor.
+// The floor: visits a result by recursion and writes its tokens.
 
 #include "bench/floor.h"
 

@@ -1,4 +1,4 @@
-// The benchmark's host.
+// The benchmark's host: the eight functions over a ring buffer.
 
 #include "bench/ring_writer.h"
 

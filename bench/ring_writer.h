@@ -1,4 +1,4 @@
-// The benchmark's host: the eight functions over a ring buffer that copies each token, and nothing more.
+// The benchmark's host: the eight functions over a ring buffer. A write only copies its token.
 
 #ifndef RUBRUF_BENCH_RING_WRITER_H_
 #define RUBRUF_BENCH_RING_WRITER_H_
@@ -9,7 +9,7 @@
 
 #include "host/tev_host.h"
 
-// Tokens beyond the room of the ring overwrite the oldest, as if a reader had taken them.
+// When the ring is full, new tokens overwrite the oldest, as if a reader had taken those.
 struct tev_data_serializer_t {
   static constexpr size_t kRingBytes = size_t{1} << 18;
 
@@ -18,7 +18,7 @@ struct tev_data_serializer_t {
   uint64_t tokens = 0;
   uint64_t bytes = 0;
   bool refuse_every_token_once = false;
-  bool refused = false;  // the token at hand, already
+  bool refused = false;  // the current token has been refused already
 };
 
 #endif  // RUBRUF_BENCH_RING_WRITER_H_

@@ -1,4 +1,4 @@
-// The loop around progress.
+// The driver of one collection: the loop around progress.
 
 #include "host/standin/collector.h"
 

@@ -1,4 +1,4 @@
-// Drives one collection from its first progress call to its end.
+// The driver of one collection, from its first progress call to its last.
 
 #ifndef RUBRUF_HOST_STANDIN_COLLECTOR_H_
 #define RUBRUF_HOST_STANDIN_COLLECTOR_H_
@@ -21,21 +21,22 @@ struct Collection {
   size_t calls = 0;                                     // of progress
   size_t refusals = 0;                                  // calls that ended at a refused token
   std::optional<Token> oversized;                       // a token larger than the whole buffer
-  // In progress calls: until the first write, which is when the script has returned, and from then on.
+  // Time in progress calls before the first write, when the script runs, and after it.
   Clock::duration script_time{};
   Clock::duration walk_time{};
 
   bool complete() const { return status == TEV_PROGRESS_DONE || status == TEV_PROGRESS_DONE_FORCE_SYNC; }
-  // It failed with a walk under way, which the provider keeps: progress on whatever source would go on with that walk,
-  // and only finalize drops it. A collection that failed without being stuck leaves the provider ready for others.
+  // True if it failed with a walk under way. The provider keeps that walk: progress for any source would go on with it,
+  // and only finalize ends it. After any other failure the provider can collect again.
   bool stuck() const { return !complete() && (refusals > 0 || !tokens.empty()); }
 };
 
-// A deterministic writer refuses nothing twice once it has been emptied; a test's `refuse` may do so for a while.
+// Progress calls in a row that bring no token before Collect gives up. A plain buffer takes any token that fits it once
+// it is empty, but the `refuse` of a test may refuse a token several times.
 constexpr int kMaxFruitlessCalls = 100;
 
-// Calls progress until the collection ends, emptying the buffer after each call. Gives up, with the status at
-// "refused", on an oversized token and after kMaxFruitlessCalls calls in a row that brought nothing.
+// Calls progress until the collection ends, and empties the buffer after each call. Gives up, with TEV_PROGRESS_REFUSED
+// as the status, on an oversized token and after kMaxFruitlessCalls calls in a row that bring no token.
 Collection Collect(tev_event_provider_t* provider, uint32_t source_index, tev_data_serializer_t* buffer);
 
 }  // namespace standin

@@ -1,4 +1,4 @@
-// The handle types behind the opaque names of the host's interface, with what tests look at and turn on them.
+// The stand-in host's types behind the opaque handles of the host's interface, with counters and faults for tests.
 
 #ifndef RUBRUF_HOST_STANDIN_HANDLES_H_
 #define RUBRUF_HOST_STANDIN_HANDLES_H_
@@ -21,10 +21,10 @@ namespace standin {
 
 using Clock = std::chrono::steady_clock;
 
-// The number that the type system gives to every schema: neither 0 nor the schema's own number.
+// The number that the type system gives to every schema. It differs from 0 and from the schema's own number.
 constexpr uint8_t kSchemaId = 0x5A;
 
-// Which call of a host function is to fail, counted from now: 1 is the next one, 0 none. A fault strikes once.
+// Which call of each host function fails, counted from now: 1 is the next call, 0 none. Each fault happens once.
 struct Faults {
   int create_source_array = 0;
   int create_default_source = 0;
@@ -45,7 +45,7 @@ struct Counted {
   Counted& operator=(const Counted&) = delete;
 };
 
-// What a write brought besides its token.
+// The arguments of a write besides its token.
 struct WriteContext {
   const tev_schema_t* schema;  // the writer's
   uint8_t schema_id;
@@ -81,7 +81,7 @@ struct tev_data_serializer_t {
   explicit tev_data_serializer_t(size_t capacity_bytes = std::numeric_limits<size_t>::max())
       : capacity(capacity_bytes) {}
 
-  // Takes the token. False: it does not fit, or `refuse` says so, and nothing has changed but `oversized`.
+  // Takes the token. False if it does not fit or `refuse` returns true; only `oversized` has changed then.
   bool Write(standin::Token token);
   // Hands out the tokens taken since the last call, and empties the buffer.
   std::vector<standin::Token> Drain();
@@ -89,13 +89,13 @@ struct tev_data_serializer_t {
   const size_t capacity;
   size_t used = 0;
   std::vector<standin::Token> tokens;
-  // The token of the last write, when it is larger than the whole buffer: no draining will make it fit.
+  // The token of the last write, if it is larger than the whole buffer and so will never fit.
   std::optional<standin::Token> oversized;
-  // Asked about each token that would fit; null refuses none.
+  // Called for each token that would fit; true refuses it. Null refuses none.
   std::function<bool(const standin::Token&)> refuse;
-  // When the first token came, taken or refused, since this was last reset.
+  // The time of the first write, taken or refused, since this was last reset.
   std::optional<standin::Clock::time_point> first_write;
-  // Of the last write, taken or refused.
+  // The other arguments of the last write, taken or refused.
   std::optional<standin::WriteContext> last_write;
 };
 
@@ -104,7 +104,7 @@ namespace standin {
 struct DestroySources {
   void operator()(tev_source_array_t* array) const { tev_destroy_source_array(array); }
 };
-// What `get_sources` returned; null when it failed.
+// The result of `get_sources`; null if it failed.
 using SourceArray = std::unique_ptr<tev_source_array_t, DestroySources>;
 
 }  // namespace standin

@@ -1,4 +1,4 @@
-// The eight functions that the plug-in takes from its host process, and the buffer that they fill.
+// The stand-in host's versions of the eight functions that the plug-in calls, and the buffer that they fill.
 
 #include <algorithm>
 #include <utility>
@@ -11,7 +11,7 @@ using standin::Token;
 
 namespace {
 
-// Counts one call towards a fault. True when this is the call that is to fail.
+// Counts one call towards a fault. True if this call fails.
 bool Fails(int& calls_left) { return calls_left > 0 && --calls_left == 0; }
 
 }  // namespace

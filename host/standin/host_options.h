@@ -1,4 +1,4 @@
-// The options dictionary that a host hands to the plug-in's entry.
+// HostOptions: the options dictionary that a host hands to the plug-in's entry.
 
 #ifndef RUBRUF_HOST_STANDIN_HOST_OPTIONS_H_
 #define RUBRUF_HOST_STANDIN_HOST_OPTIONS_H_
@@ -14,10 +14,10 @@
 
 namespace standin {
 
-// Keys and values; of two pairs with one key the later one counts.
+// Pairs of key and value. If a key occurs twice, the later value counts.
 using OptionList = std::vector<std::pair<std::string, std::string>>;
 
-// Built with the plug-in's own dictionary functions: the plug-in must outlive it.
+// It is built with the plug-in's own dictionary functions, so the plug-in must outlive it.
 class HostOptions {
  public:
   explicit HostOptions(const Plugin& plugin, const OptionList& options = {})
@@ -27,7 +27,7 @@ class HostOptions {
     for (const auto& [key, value] : options) Add(key.c_str(), value.c_str());
   }
 
-  // A null value is kept as one. Throws std::bad_alloc.
+  // Adds a pair. `value` may be null, and stays null. Throws std::bad_alloc.
   void Add(const char* key, const char* value) {
     if (!add_(dict_.get(), key, value)) throw std::bad_alloc();
   }

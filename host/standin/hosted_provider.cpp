@@ -1,4 +1,4 @@
-// The descriptor's callbacks, with failures as exceptions.
+// HostedProvider: calls the descriptor's callbacks and throws if they fail.
 
 #include "host/standin/hosted_provider.h"
 

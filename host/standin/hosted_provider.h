@@ -1,4 +1,4 @@
-// The plug-in's provider, from its construction to its finalization.
+// HostedProvider: the plug-in's provider, from its construction to its finalization.
 
 #ifndef RUBRUF_HOST_STANDIN_HOSTED_PROVIDER_H_
 #define RUBRUF_HOST_STANDIN_HOSTED_PROVIDER_H_
@@ -15,11 +15,12 @@
 
 namespace standin {
 
-// Sets the plug-in's log level. Without one, TEV_API_LOG_LEVEL decides, and warnings are shown where that is not set.
+// Sets the plug-in's log level. Without a level, TEV_API_LOG_LEVEL decides; if that is not set, warnings and errors are
+// shown.
 void SetLogLevel(const Plugin& plugin, std::optional<int> level);
 
-// The provider is the plug-in's only one: one object at a time. All operations but Collect and Progress throw
-// std::runtime_error when the plug-in fails, which it explains in its log.
+// A plug-in has one provider, so only one object may exist at a time. All operations except Collect and Progress throw
+// std::runtime_error if the plug-in fails; the plug-in logs the reason.
 class HostedProvider {
  public:
   HostedProvider(const Plugin& plugin, const OptionList& options);
@@ -28,7 +29,7 @@ class HostedProvider {
   HostedProvider& operator=(const HostedProvider&) = delete;
 
   void Initialize();
-  // The names of the sources, in the order of their indexes.
+  // The names of the sources, in order of their indexes.
   std::vector<std::string> Sources();
   Collection Collect(uint32_t source_index, tev_data_serializer_t* buffer);
   // One call of progress.

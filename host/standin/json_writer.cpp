@@ -1,4 +1,4 @@
-// Text goes out as each token comes in; only the open brackets are remembered.
+// The writer of JSON. It appends text for each token and remembers only the open brackets.
 
 #include "host/standin/json_writer.h"
 
@@ -108,8 +108,8 @@ class JsonWriter {
   std::string line_;
   Part part_ = Part::kTimeStamp;
   std::vector<Bracket> open_;
-  std::optional<uint32_t> key_;  // of the key name that waits for its value
-  bool first_ = true;            // nothing stands in the innermost bracket yet
+  std::optional<uint32_t> key_;  // the ID of a key name whose value has not come yet
+  bool first_ = true;            // the innermost bracket is still empty
 };
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Turns the tokens of a collection into a line of JSON.
+// The tokens of a collection as a line of JSON.
 
 #ifndef RUBRUF_HOST_STANDIN_JSON_WRITER_H_
 #define RUBRUF_HOST_STANDIN_JSON_WRITER_H_
@@ -10,13 +10,14 @@
 
 namespace standin {
 
-// {"source": TAG, "timestamp": MICROSECONDS, "data": VALUE}, without a line end; both are null for a collection without
-// tokens. Doubles that JSON cannot hold become null. Needs no stack for nested values, however deep.
-// Throws BrokenStream unless the tokens are a complete collection: a time stamp and then one list or dictionary, all
-// markers in pairs, a key name before each value of a dictionary, and each key ID the one under which the token stands.
+// Returns {"source": TAG, "timestamp": MICROSECONDS, "data": VALUE}, without a line end. For a collection without
+// tokens the time stamp and the data are null. A double that JSON cannot hold becomes null. Nested values use no stack,
+// however deep they are. Throws BrokenStream unless the tokens are one complete collection: a time stamp, then one list
+// or dictionary, all markers in pairs, a key name before each value of a dictionary, and the right key ID in each
+// token.
 std::string ToJsonLine(const std::string& tag, const std::vector<Token>& tokens);
 
-// JSON without line ends as indented lines, without the last line end. Needs no stack for nested values either.
+// `json` (one line) as indented lines, without the last line end. Nested values use no stack.
 std::string Indented(const std::string& json);
 
 }  // namespace standin

@@ -1,4 +1,4 @@
-// Loading through the dynamic loader.
+// Plugin: loads a library through the dynamic loader.
 
 #include "host/standin/plugin.h"
 

@@ -1,4 +1,4 @@
-// A plug-in library, loaded for as long as the object lives.
+// Plugin: a plug-in library, which stays loaded as long as the object exists.
 
 #ifndef RUBRUF_HOST_STANDIN_PLUGIN_H_
 #define RUBRUF_HOST_STANDIN_PLUGIN_H_
@@ -13,14 +13,14 @@ namespace standin {
 
 class Plugin {
  public:
-  // Loads the library with local symbol scope, as hosts do. Throws std::runtime_error with the loader's words.
+  // Loads the library with local symbol scope, as hosts do. Throws std::runtime_error with the loader's message.
   explicit Plugin(const std::string& path);
 
-  // The plug-in's entry. The descriptor is the library's; null when the options were refused.
+  // Calls the plug-in's entry. The library owns the descriptor. Null if it refused the options.
   tev_event_provider_t* Construct(tev_custom_options* options) const { return construct_(options); }
 
   // An exported function or variable, as a pointer of type F: Symbol<decltype(&::tev_dict_add)>("tev_dict_add").
-  // Throws std::runtime_error when the library does not export it.
+  // Throws std::runtime_error if the library does not export it.
   template <class F>
   F Symbol(const char* name) const {
     return reinterpret_cast<F>(Find(name));

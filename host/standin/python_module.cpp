@@ -1,4 +1,4 @@
-// The few functions of CPython that this takes, all of them the same in every version.
+// PythonModule. It uses only functions of CPython that are the same in every version.
 
 #include "host/standin/python_module.h"
 
@@ -27,14 +27,14 @@ PythonModule::PythonModule(const Plugin& plugin, const char* name, const char* s
   const auto execute = plugin.Symbol<void* (*)(const char*, void*)>("PyImport_ExecCodeModule");
   const Object code = Own(compile(source, name, kFileInput), name);
   const Object module = Own(execute(name, code.get()), name);
-  // Found once: a search by the characters of a name leaves an entry in Python's cache of attributes each time, which
+  // The function is found only once, because each search by a C text leaves an entry in Python's attribute cache. That
   // would look like memory that a script keeps.
   call_ = Own(plugin.Symbol<void* (*)(void*, const char*)>("PyObject_GetAttrString")(module.get(), "call"), name);
 }
 
 std::string PythonModule::Call(const char* function, const std::string& text) const {
   const Plugin& plugin = *interpreter_;
-  // A walk may leave an error pending, which would be taken for one of this call.
+  // A walk may leave an error pending. It would be taken for an error of this call.
   plugin.Symbol<void (*)()>("PyErr_Clear")();
   const auto call = plugin.Symbol<void* (*)(void*, const char*, ...)>("PyObject_CallFunction");
   const Object answer = Own(call(call_.get(), "ss", function, text.c_str()), function);

@@ -1,4 +1,4 @@
-// A Python module of the host's own in the plug-in's interpreter.
+// PythonModule: a Python module of the host's own, which runs in the plug-in's interpreter.
 
 #ifndef RUBRUF_HOST_STANDIN_PYTHON_MODULE_H_
 #define RUBRUF_HOST_STANDIN_PYTHON_MODULE_H_
@@ -10,16 +10,16 @@
 
 namespace standin {
 
-// The interpreter is the plug-in's, and so are its functions, found by name: the host links no Python, and serves
-// plug-ins of every version. It runs for as long as the object lives; the plug-in must outlive it.
+// The host links no Python. It finds the functions of the plug-in's Python by name, so it serves plug-ins of every
+// version. The interpreter runs as long as the object exists; the plug-in must outlive the object.
 class PythonModule {
  public:
-  // Starts the interpreter, unless it runs, and the module `name` from its source, which defines call(function, text).
-  // Throws std::runtime_error.
+  // Starts the interpreter if it does not run, and makes the module `name` of `source`. The source must define
+  // call(function, text). Throws std::runtime_error.
   PythonModule(const Plugin& plugin, const char* name, const char* source);
 
-  // Has call() called, which returns a text. All are UTF-8, without zero characters. Throws std::runtime_error, after
-  // Python has printed why.
+  // Calls the module's call(function, text) and returns its result, a text. All texts are UTF-8 without zero
+  // characters. Throws std::runtime_error, after Python has printed the reason.
   std::string Call(const char* function, const std::string& text) const;
 
  private:
@@ -32,7 +32,7 @@ class PythonModule {
   };
   using Object = std::unique_ptr<void, Release>;
 
-  // Takes a new reference over. Throws as Call.
+  // Takes over `object`, a new reference. Throws as Call if it is null.
   Object Own(void* object, const char* what) const;
 
   std::unique_ptr<const Plugin, Stop> interpreter_;

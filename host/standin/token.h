@@ -13,7 +13,7 @@
 
 namespace standin {
 
-// The types in the style of this code.
+// The token types under names in the style of this code.
 enum TokenType : uint32_t {
   kKeyName = PYTHON_EVENT_KEY_NAME,
   kString = PYTHON_EVENT_STRING,
@@ -28,7 +28,7 @@ enum TokenType : uint32_t {
   kNewCollection = PYTHON_EVENT_NEW_COLLECTION
 };
 
-// The key ID of what stands under no key.
+// The key ID of tokens that stand under no key.
 constexpr uint32_t kNoKey = PYTHON_EVENT_NO_KEY;
 
 struct Token {
@@ -36,7 +36,7 @@ struct Token {
   uint32_t key_id;
   std::string payload = {};
 
-  // The room that the token takes in a buffer.
+  // The number of bytes that the token takes in a buffer.
   size_t bytes() const { return 16 + payload.size(); }
 };
 
@@ -44,18 +44,18 @@ inline bool operator==(const Token& a, const Token& b) {
   return a.type == b.type && a.key_id == b.key_id && a.payload == b.payload;
 }
 
-// A token, or an order of tokens, that the host cannot read.
+// Thrown for a token, or an order of tokens, that the host cannot read.
 struct BrokenStream : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The payload of a number: its bytes in host order.
+// A number as a payload: its bytes in host order.
 template <class Number>
 std::string PayloadOf(Number value) {
   return std::string(reinterpret_cast<const char*>(&value), sizeof value);
 }
 
-// The number in a payload. Throws BrokenStream when the size is not the number's.
+// The number in the token's payload. Throws BrokenStream if the payload has another size than the number.
 template <class Number>
 Number NumberIn(const Token& token) {
   Number value;
@@ -72,7 +72,7 @@ const char* TypeName(uint32_t type);
 // `text` (UTF-8) in quotes, escaped as JSON asks.
 std::string Quoted(const std::string& text);
 
-// One line, without its end: type, name of the type, key ID, payload. Throws as NumberIn.
+// The token as a line without a line end: type, name of the type, key ID, payload. Throws as NumberIn.
 std::string ToLine(const Token& token);
 
 inline std::ostream& operator<<(std::ostream& out, const Token& token) { return out << ToLine(token); }
