@@ -310,8 +310,11 @@ TEST_F(LifecycleTest, LeavesAnInterpreterOfTheHostRunning) {
 TEST_F(LifecycleTest, LeavesAWalkThatPythonCannotTakeBack) {
   const auto hold_alone = [this] {
     Start({Script("s.py", "return result", R"(
-result = [{'a': {'b': {'c': [2**60]}}}]
-def get_tag(): result[0].clear(); result.clear(); return ''
+class Key(str): __del__ = print
+class Value(int): __del__ = print
+inner = {Key('k'): Value(7)}
+result = [{'a': {'b': [inner]}}]
+def get_tag(): result[0].clear(); result.clear(); globals().pop('inner').clear(); return ''
 )")});
     buffer_.refuse = [](const standin::Token& token) { return token.type == standin::kLong; };
     EXPECT_EQ(Progress(), TEV_PROGRESS_REFUSED);

@@ -15,7 +15,8 @@ using standin::Plugin, standin::Token;
 // A whole life, in which the first key must be the library's first one.
 void Live(const Plugin& library, const std::string& more = "") {
   const TempDir dir;
-  std::ofstream(dir / "s.py") << more << "def get_tag(): return 'tag'\ndef collect(args): return {'key': args['x']}\n";
+  std::ofstream(dir / "s.py") << more << "def get_tag(): return 'tag'\ndef get_app_id(): return 'not asked'\n"
+                              << "def collect(args): return {'key': args['x']}\n";
   std::ofstream(dir / "s.cfg") << "force-sync=1\narg-x=from the file";
   standin::SetLogLevel(library, TEV_LOG_ERROR);
   standin::HostedProvider provider(library, {{"python-import-config-dir", dir / ""},

@@ -211,6 +211,8 @@ TEST_F(Walker, FetchesARefusedEntryAnew) {
       {"{'a': {'x': 1}}", 3, "R['a'] = 5", "dict_start; key_name a; key_name a; long 5; dict_end"},
       {"{'a': {'b': [1]}}", 5, "R['a'].clear(); R['b'] = R.pop('a')",
        "dict_start; key_name a; dict_start; key_name b; dict_end; dict_end"},
+      {"{'a': {'b': [1]}}", 6, "R['a'].clear()",
+       "dict_start; key_name a; dict_start; key_name b; list_start; long 1; list_end; dict_end; dict_end"},
       {"[{'x': 1}]", 2, "R[0] = {'y': 2}", "list_start; dict_start; key_name y; long 2; dict_end; list_end"},
   };
   for (const auto& [result, refused, change, stream] : kCases) {
