@@ -61,6 +61,27 @@ TEST_F(ConfigTest, ReadsLines) {
   EXPECT_EQ(LoggedScripts(), directory.substr(0, directory.size() - 1) + "|collect|false|");
 }
 
+TEST_F(ConfigTest, ReadsTheKeysOfAScript) {
+  const std::pair<std::string, const char*> kCases[] = {
+      {"", "x.py|collect|false|"},
+      {"file=s.py\0x\narg-nul=a\0b\narg-\0=c"s, "s.py|collect|false||=c|nul=a"},
+      {" file =\tsub/../s.py \r\n\v\ffunction\t= run \nfunction = again", "sub/../s.py|again|false|"},
+      {"file=/x/s.py\ntag= a=b \nforce-sync = True\nenable = True\n", "/x/s.py|collect|true|dict_a=b"},
+      {"1-file=other.py\n1-tag=t\n1-function=f\nfunction=\nfile-=x", "x.py|collect|false|dict_t"},
+      {"arg-b= one two \narg-a =\n arg- = none\narg-b=last\n=nothing\narg-1-x=1\narg-\xff=\x80",
+       "x.py|collect|false||=none|a=|b=last|1-x=1|\xFF=\x80"},
+      {"enable=\nenable=1\n#enable=0\nEnable=0\n; enable=0", "x.py|collect|false|"},
+      {"enable=0", ""},
+      {"enable=1\nenable = TRUE", ""},
+      {"python-import-tag=x\nnum-scripts=7\nconfig-dir=/\napp-id=none", "x.py|collect|false|"}};
+  for (const auto& [text, script] : kCases) {
+    const std::string directory = DirectoryOf(text);
+    EXPECT_EQ(Construct(Directory(directory)), *script != '\0') << text;
+    EXPECT_EQ(LoggedScripts(directory), script) << text;
+    Finalize();
+  }
+}
+
 TEST_F(ConfigTest, ScansVisibleRegularFilesInListingOrder) {
   const std::string directory = DirectoryOf("file=s.py\ntag=x");
   for (const char* name : {"sub.cfg", "elsewhere"}) fs::create_directory(directory + name);

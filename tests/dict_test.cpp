@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
+#include <map>
 #include <memory>
 #include <optional>
 
@@ -40,6 +43,63 @@ std::vector<Entry> Enumerate(const tev_dict_t* dict) {
   return entries;
 }
 
+// The keys by buckets, a blank before each; "." for an empty one.
+std::string Buckets(const tev_dict_table_t& table) {
+  std::string buckets;
+  for (uint32_t i = 0; i < (table.bucket_count + 15) / 16 * 16; ++i) {
+    const uint32_t flags = table.flags[i / 16] >> 2 * (i % 16) & 3;
+    EXPECT_TRUE(flags == 2 || (flags == 0 && i < table.bucket_count)) << "a bucket is empty or live: " << i;
+    if (i < table.bucket_count) buckets += flags == 0 ? std::string(" ") + table.keys[i] : " .";
+  }
+  return buckets;
+}
+
+// The layout and the order of enumeration are part of the interface.
+TEST(Dict, PutsEachKeyIntoItsBucketAndGrows) {
+  const struct {
+    uint32_t entries;
+    uint32_t threshold;
+    const char* buckets;
+  } kStages[] = {
+      {2, 3, " . i a ."},
+      {3, 6, " . i a . . e . ."},
+      {5, 6, "  i a . . e m ."},
+      {11, 12, "  a q Aa . e BB . . i \xe9 . BBAa m . AaBB"},
+      {12, 25, "  a . Aa . e BB . . i \xe9 . . m . BBAa . q . . . AaBB . . . y . . . . . ."},
+      {24, 25, "  a \x81 Aa A e BB one . i \xe9 . two m . BBAa four q 1 . Q AaBB u BBBB 5 y . . AaAa . three ."},
+      {28, 49,
+       "  \x81 A Aa . . BB . . . BBAa . two seven . AaBB eight Q . . . BBBB . . . . . . AaAa . three . . a six . . e "
+       "one four . i \xe9 . . m . . . q 1 five . u 5 . . y . . . . . ."}};
+  const Dict dict(tev_dict_create(), tev_dict_delete);
+  std::map<std::string, Value> model;
+  const auto* stage = kStages;
+  for (const char* key :
+       {"i", "a", "e",    "m",    "",  "q", "\xe9", "Aa",  "BB",    "AaBB", "BBAa", "y",   "\x81",  "1",
+        "A", "Q", "AaAa", "BBBB", "u", "5", "one",  "two", "three", "four", "five", "six", "seven", "eight"}) {
+    for (const Value& value : {Value("first"), Value(), Value(std::string(key) + "!")}) {
+      EXPECT_TRUE(tev_dict_add(dict.get(), key, value ? value->c_str() : nullptr));
+      model[key] = value;
+      EXPECT_EQ(ToValue(tev_dict_get(dict.get(), key)), value);
+    }
+    std::vector<Entry> entries = Enumerate(dict.get());
+    std::sort(entries.begin(), entries.end());
+    EXPECT_EQ(entries, std::vector<Entry>(model.begin(), model.end()));
+    for (const auto& [known, value] : model) EXPECT_EQ(ToValue(tev_dict_get(dict.get(), known.c_str())), value);
+    EXPECT_EQ(tev_dict_get(dict.get(), "absent"), nullptr);
+    const tev_dict_table_t& table = *dict->table;
+    EXPECT_TRUE(table.entry_count == model.size() && table.occupied_count == model.size()) << key;
+    if (stage == std::end(kStages) || stage->entries != model.size()) continue;
+    EXPECT_EQ(table.growth_threshold, stage->threshold);
+    EXPECT_EQ(Buckets(table), stage->buckets);
+    ++stage;
+  }
+  EXPECT_EQ(stage, std::end(kStages));
+  size_t seen = 0;
+  const auto see_three = [](const char*, const char*, void* count) { return ++*static_cast<size_t*>(count) < 3; };
+  EXPECT_FALSE(tev_dict_enum(dict.get(), see_three, &seen));
+  EXPECT_EQ(seen, 3U);
+}
+
 TEST(Dict, OwnsCopiesAndKeepsTheFirstCopyOfAKey) {
   const Dict dict = NewDict();
   std::string key = "b";
@@ -64,6 +124,18 @@ TEST(Dict, ReadsTablesThatAHostBuilt) {
   EXPECT_EQ(Enumerate(&dict), std::vector<Entry>({{"i", "i"}, {"e", "e"}, {"m", "m"}}));
   EXPECT_EQ(tev_dict_get(&dict, "m"), entries[3]);
   for (const char* absent : {"a", "q", "b", ""}) EXPECT_EQ(tev_dict_get(&dict, absent), nullptr) << absent;
+}
+
+TEST(Dict, GrowsOutOfEntriesThatAHostDeleted) {
+  const Dict dict = NewDict("ia");
+  tev_dict_table_t& table = *dict->table;
+  free(table.keys[1]);
+  free(table.values[1]);
+  table.flags[0] |= 1U << 2;
+  --table.entry_count;
+  for (const char* key : {"m", "e"}) EXPECT_TRUE(tev_dict_add(dict.get(), key, key));
+  EXPECT_EQ(Buckets(table), " . a . . . m e .");
+  EXPECT_EQ(std::to_string(table.entry_count) + std::to_string(table.occupied_count), "33");
 }
 
 TEST(Dict, AcceptsNullAndEmptyDictionariesSilently) {

@@ -11,6 +11,10 @@
 
 // The loader finds this one before libpython's, so that a start of the interpreter can be made to look failed.
 static bool seems_down = false;
+static bool seems_old = false;
+extern "C" const char* Py_GetVersion() {
+  return seems_old ? "3.7.1" : Library().Symbol<const char* (*)()>("Py_GetVersion")();
+}
 extern "C" int Py_IsInitialized() { return seems_down ? 0 : Library().Symbol<int (*)()>("Py_IsInitialized")(); }
 
 namespace {
@@ -129,8 +133,13 @@ TEST_F(LifecycleTest, AbortsInitializationWithMessagesInOrder) {
   seems_down = false;
   EXPECT_EQ(log_.Take(),
             (Messages{EnvironmentError("Py_IsInitialized returned 0"), Error("could not start python environment")}));
+  seems_old = true;
+  EXPECT_FALSE(Initialize());
+  seems_old = false;
+  EXPECT_EQ(log_.Take().size(), 2U);
   EXPECT_TRUE(Initialize()) << "the script is still there, and the start is tried again";
   EXPECT_TRUE(Collect().complete());
+  EXPECT_EQ(buffer_.last_write->app_id[0], 0) << "nothing is left of the ID that was refused";
   Finalize();
   Start({good}, Keys("function=__name__"));
   EXPECT_EQ(Progress(), TEV_PROGRESS_ERROR) << "what cannot be called is bound all the same";

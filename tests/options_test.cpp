@@ -5,6 +5,7 @@
 namespace {
 
 using namespace messages;
+using namespace std::string_literals;
 using OptionsTest = ProviderTest;
 
 const auto kUnread = Error("could not read options");
@@ -26,6 +27,30 @@ TEST_F(OptionsTest, ReadsTheNumberOfScriptsAsStrtolDoes) {
     EXPECT_EQ(SourceTags().size(), count == 0 ? 1 : count) << text;
     Finalize();
     log_.Take();
+  }
+}
+
+TEST_F(OptionsTest, ReadsScriptsAndTheirArguments) {
+  const std::pair<const char*, const char*> kCases[] = {
+      {"file=a.py", "a.py|collect|false|"},
+      {"1-file=b.py;1-function=f;1-tag=t;1-force-sync=True", "b.py|f|true|dict_t"},
+      {"file=a.py;1-file=b.py;function=;1-function=f;tag=;1-tag=t;force-sync=0;1-force-sync=1", "a.py|collect|false|"},
+      {"num-scripts=2;2-file=b.py;1-file=a.py;function=f;2-function=g;02-tag=x;2-tag=t;force-sync=true",
+       "a.py|f|true|;b.py|f|true|dict_t"},
+      {"file=a.py;arg-x=1;arg-y=;arg-=none;arg- =none;arg- z=2", "a.py|collect|false|| =none|=none|x=1|y=| z=2|z=2"},
+      {"file=a.py;arg-x y=1;arg-x\t=2;arg-1-x y=3;arg-1-=none;arg-1- =none",
+       "a.py|collect|false||x y=1|x\t=2|1- =none|1-x y=3|x=2|1-=none"},
+      {"file=a.py;arg-1=1;arg-1x=2;arg-1-x=3;arg-01-z=4;arg-+1-p=5;arg- 1-b=6;arg-1.-d=7",
+       "a.py|collect|false||p=5|1=1|b=6|1.-d=7| 1-b=6|1x=2|x=3|+1-p=5|z=4|1-x=3|01-z=4"},
+      {"file=a.py;arg-1-x=1;arg-x=2;Arg-x=3;argx=4;ARG-1-x=5", "a.py|collect|false||x=1|1-x=1"},
+      {"num-scripts=3;file=a.py;arg-x=1;arg-2-x=2;arg-3-y=3;arg-2-3-x=4",
+       "a.py|collect|false||x=1|2-3-x=4|2-x=2|3-y=3;a.py|collect|false||x=2|2-3-x=4|2-x=2|3-x=4|3-y=3;a.py|collect|"
+       "false||x=1|y=3|2-3-x=4|2-x=2|3-y=3"},
+  };
+  for (const auto& [keys, scripts] : kCases) {
+    EXPECT_TRUE(Construct(Keys("num-scripts=1;"s + keys))) << keys;
+    EXPECT_EQ(LoggedScripts(), scripts) << keys;
+    Finalize();
   }
 }
 
