@@ -5,7 +5,6 @@
 
 #include <cstdlib>
 #include <iostream>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,11 +13,6 @@ namespace fuzz {
 template <typename T>
 void Print(const T& value) {
   std::cerr << value;
-}
-template <typename T>
-void Print(const std::optional<T>& value) {
-  if (value) return Print(*value);
-  std::cerr << "nothing";
 }
 template <typename T>
 void Print(const std::vector<T>& values) {

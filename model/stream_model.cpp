@@ -34,6 +34,17 @@ const Value kScalars[] = {Long("0", 0),
                           {standin::kTrue, "True", ""},
                           {standin::kFalse, "False", ""}};
 
+// A walk writes the start marker of what is a list or dictionary, and the key name of an entry.
+const Value kObstacles[] = {{standin::kTrue, "None", "", {}, true},
+                            {standin::kTrue, "(1, 2)", "", {}, true},
+                            {standin::kTrue, "'\\ud800'", "", {}, true},
+                            {standin::kDictStart, "{5: 1}", "", {}, true},
+                            {standin::kDictStart, "{'\\udfff': 1}", "", {}, true},
+                            {standin::kDictStart,
+                             "(lambda ring: ring.update(r=ring) or ring)({})",
+                             "",
+                             {{"r", std::make_shared<Value>(Value{standin::kTrue, "", "", {}, true})}}}};
+
 // One result. How large, wide, deep and repetitive it becomes is drawn first.
 class Generator {
  public:
@@ -44,7 +55,7 @@ class Generator {
         nesting_(2 + Below(6)),
         sharing_(Below(8)),
         keys_(1 + Below(std::size(kKeys))),
-        lists_in_lists_(Below(8) == 7) {}
+        kind_(Below(64)) {}
 
   Ref Container(bool is_list) {
     Value made{is_list ? standin::kListStart : standin::kDictStart, "", ""};
@@ -61,7 +72,7 @@ class Generator {
 
  private:
   Ref Any(bool in_list) {
-    const bool may_be_list = !in_list || lists_in_lists_;
+    const bool may_be_list = !in_list || kind_ % 8 == 7;
     if (!made_.empty() && Below(8) < sharing_) {
       const auto [again, places] = made_[Below(made_.size())];
       if (places <= places_left_ && (may_be_list || again->type != standin::kListStart)) {
@@ -71,8 +82,9 @@ class Generator {
     }
     const int before = places_left_--;
     const bool is_nested = places_left_ > 0 && Below(8) < nesting_;
-    Ref made = is_nested ? Container(may_be_list && Below(2) != 0)
-                         : std::make_shared<Value>(kScalars[Below(std::size(kScalars))]);
+    Ref made = is_nested                      ? Container(may_be_list && Below(2) != 0)
+               : kind_ == 62 && Below(8) == 0 ? std::make_shared<Value>(kObstacles[Below(std::size(kObstacles))])
+                                              : std::make_shared<Value>(kScalars[Below(std::size(kScalars))]);
     made_.emplace_back(made, before - places_left_);
     return made;
   }
@@ -80,7 +92,7 @@ class Generator {
   const Random& random_;
   int places_left_;  // for values, which take one wherever they stand: sharing must not make the stream endless
   const uint32_t width_, nesting_, sharing_, keys_;
-  const bool lists_in_lists_;
+  const uint32_t kind_;
   std::vector<std::pair<Ref, int>> made_;  // with the places that each takes
 };
 
@@ -102,18 +114,21 @@ std::string Define(const Ref& value, std::unordered_map<const Value*, std::strin
   return (*names)[value.get()] = name;
 }
 
-// Appends what stands under `key_id`. False: a list in a list, at which the stream ends.
-bool Append(const Value& value, uint32_t key_id, KeyIds* ids, std::vector<Token>* tokens) {
-  tokens->push_back({value.type, key_id, value.payload});
+// Appends what stands under `key_id`. False: a list in a list, or what no walk gets past, at which the stream ends.
+bool Append(const Value& value, uint32_t key_id, KeyIds* ids, Stream* stream) {
+  std::vector<Token>* const tokens = &stream->tokens;
+  stream->sticks = value.sticks;
+  if (!value.sticks || value.type == standin::kDictStart) tokens->push_back({value.type, key_id, value.payload});
+  if (value.sticks) return false;
   if (value.type == standin::kDictStart) {
     for (const auto& [key, item] : value.entries) {
       tokens->push_back({standin::kKeyName, ids->Of(key), key});
-      if (!Append(*item, ids->Of(key), ids, tokens)) return false;
+      if (!Append(*item, ids->Of(key), ids, stream)) return false;
     }
     tokens->push_back({standin::kDictEnd, key_id});
   } else if (value.type == standin::kListStart) {
     for (const auto& [none, item] : value.entries) {
-      if (item->type == standin::kListStart || !Append(*item, key_id, ids, tokens)) return false;
+      if (item->type == standin::kListStart || !Append(*item, key_id, ids, stream)) return false;
     }
     tokens->push_back({standin::kListEnd, key_id});
   }
@@ -140,11 +155,11 @@ uint32_t KeyIds::Of(const std::string& key) {
   return entry->second;
 }
 
-std::vector<Token> Tokens(const Ref& result, KeyIds* ids) {
+Stream StreamOf(const Ref& result, KeyIds* ids) {
   if (result->entries.empty()) return {};
-  std::vector<Token> tokens{{standin::kNewCollection, standin::kNoKey}};
-  Append(*result, standin::kNoKey, ids, &tokens);
-  return tokens;
+  Stream stream{{{standin::kNewCollection, standin::kNoKey}}};
+  stream.complete = Append(*result, standin::kNoKey, ids, &stream);
+  return stream;
 }
 
 }  // namespace stream_model

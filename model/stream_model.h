@@ -22,16 +22,17 @@ using Ref = std::shared_ptr<const Value>;  // a value referred to twice is one P
 
 struct Value {
   standin::TokenType type;                                // kDictStart, kListStart, or the type of a scalar's token
-  std::string literal;                                    // a scalar in Python
+  std::string literal;                                    // in Python; lists and dictionaries may leave it to `entries`
   std::string payload;                                    // of a scalar's token
   std::vector<std::pair<std::string, Ref>> entries = {};  // in order; no dictionary has a key twice, list items have ""
+  bool sticks = false;                                    // no walk gets past it
 };
 
 // Where the generator gets its numbers: a random engine, or the bytes of a fuzzer's input.
 using Random = std::function<uint32_t()>;
 
 // A list or dictionary without cycles, of a few thousand tokens at most whatever the numbers; all zero they make an
-// empty one. About one in eight may hold lists directly in lists.
+// empty one. About one in eight may hold lists directly in lists, and one in 64 what no walk gets past.
 Ref RandomResult(const Random& random);
 
 // Statements that leave the value in the variable `result`.
@@ -47,7 +48,12 @@ struct KeyIds {
 };
 
 // The stream of a collection with this result. The payload of its time stamp is left empty.
-std::vector<standin::Token> Tokens(const Ref& result, KeyIds* ids);
+struct Stream {
+  std::vector<standin::Token> tokens = {};
+  bool complete = true;  // else the walk ends early, at a list in a list or where it sticks
+  bool sticks = false;
+};
+Stream StreamOf(const Ref& result, KeyIds* ids);
 
 }  // namespace stream_model
 

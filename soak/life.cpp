@@ -3,33 +3,34 @@
 #include "soak/life.h"
 
 #include <algorithm>
-#include <memory>
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <stdexcept>
-
-#include "soak/script.h"
+#include <vector>
 
 namespace soak {
 namespace {
 
 using standin::Token;
-using stream_model::Value;
 
 constexpr uint32_t kScripts = 256;
 
-// A value that no walk gets past, as the last one of a dictionary; and how many of the tokens that it would have, and
-// those behind it, are missing for that.
-struct Obstacle {
-  Value value;
-  size_t missing;
-};
-const Obstacle kObstacles[] = {
-    {{standin::kTrue, "None", ""}, 2},
-    {{standin::kTrue, "(1, 2)", ""}, 2},
-    {{standin::kTrue, "'\\ud800'", ""}, 2},
-    {{standin::kDictStart, "{5: 1}", ""}, 2},
-    {{standin::kDictStart, "{'\\udfff': 1}", ""}, 2},
-    {{standin::kDictStart, "ring", "", {{"r", std::make_shared<Value>(Value{standin::kTrue, "", ""})}}}, 3}};
+// Every second script asks for a forced synchronisation, and has its tag from an option.
+bool IsSecond(uint32_t index) { return index % 2 == 1; }
+
+standin::OptionList ScriptOptions() {
+  standin::OptionList options{{"enable-provider", "python"},
+                              {"python-import-num-scripts", std::to_string(kScripts)},
+                              {"python-import-file", RUBRUF_SOURCE_DIR "/soak/results.py"},
+                              {"python-import-arg-kept", "text"}};
+  for (uint32_t index = 1; index < kScripts; index += 2) {
+    const std::string prefix = "python-import-" + std::to_string(index + 1);
+    options.emplace_back(prefix + "-force-sync", "true");
+    options.emplace_back(prefix + "-tag", std::to_string(index));
+  }
+  return options;
+}
 
 void Check(bool holds, const std::string& what) {
   if (!holds) throw std::runtime_error(what);
@@ -43,42 +44,36 @@ bool Agree(const Token& token, const Token& expected) {
 
 }  // namespace
 
+standin::PythonModule LoadScript(const standin::Plugin& plugin) {
+  std::ifstream file(RUBRUF_SOURCE_DIR "/soak/results.py");
+  const std::string source{std::istreambuf_iterator<char>(file), {}};
+  // Under the name that the binding of the scripts imports, so that they are this module.
+  return standin::PythonModule(plugin, "results", source.c_str());
+}
+
 Life::Life(const standin::Plugin& plugin, const standin::PythonModule& script, uint32_t seed, uint32_t* next_key,
            Totals* totals)
-    : random_(seed), script_(script), next_key_(next_key), totals_(totals), provider_(plugin, ScriptOptions(kScripts)) {
+    : random_(seed), script_(script), next_key_(next_key), totals_(totals), provider_(plugin, ScriptOptions()) {
   ids_.next = *next_key;
   provider_.Initialize();
   ++totals_->lives;
 }
 
-// About one in 500 ends the life, for lives of all lengths.
-Life::Drawn Life::Draw() {
+std::pair<std::string, stream_model::Stream> Life::Draw() {
   const uint32_t kind = Below(2048);
-  if (kind == 0) return {"result = None", {{standin::kNewCollection, standin::kNoKey}}, Outcome::kSticks};
-  if (kind < 32) return {"result = ValueError('meant')", {}, Outcome::kRaises};
-  auto result = stream_model::RandomResult([this] { return static_cast<uint32_t>(random_()); });
-  if (kind < 1024) return {ToPython(result), Tokens(result, &ids_), Outcome::kComplete};
-
-  // Under a key that has never been met.
-  Value outer{standin::kDictStart, "", "", {{"fresh " + std::to_string(ids_.next), result}}};
-  const Obstacle* obstacle = kind < 2046 ? nullptr : &kObstacles[Below(std::size(kObstacles))];
-  if (obstacle != nullptr) outer.entries.emplace_back("obstacle", std::make_shared<Value>(obstacle->value));
-  result = std::make_shared<Value>(std::move(outer));
-  Drawn drawn{ToPython(result), Tokens(result, &ids_), Outcome::kComplete};
-  // A list in a list may have ended it before.
-  if (obstacle != nullptr && drawn.tokens.back() == Token{standin::kDictEnd, standin::kNoKey}) {
-    drawn.tokens.resize(drawn.tokens.size() - obstacle->missing);
-    drawn.outcome = Outcome::kSticks;
-  }
-  return drawn;
+  if (kind == 0) return {"result = None", {{{standin::kNewCollection, standin::kNoKey}}, false, true}};
+  if (kind < 32) return {"result = ValueError('meant')", {{}, false}};
+  const auto result = stream_model::RandomResult([this] { return static_cast<uint32_t>(random_()); });
+  return {ToPython(result), StreamOf(result, &ids_)};
 }
 
 bool Life::Collect() {
-  const Drawn drawn = Draw();
-  const std::vector<Token>& expected = drawn.tokens;
-  script_.Call("compute", drawn.statements);
+  const auto [statements, stream] = Draw();
+  const std::vector<Token>& expected = stream.tokens;
+  const bool raises = expected.empty() && !stream.complete;
+  script_.Call("compute", statements);
   const uint32_t odds = 2U << Below(10);  // that a token is refused: one to these
-  const size_t leave_at = Below(1024) == 0 ? Below(expected.size() + 1) : expected.size() + 1;
+  const size_t leave_at = Below(256) == 0 ? Below(expected.size() + 1) : expected.size() + 1;
   size_t taken = 0;
   std::optional<Token> unexpected;
   tev_data_serializer_t buffer;
@@ -111,11 +106,10 @@ bool Life::Collect() {
   }
   Check(taken == expected.size(), "the stream ended at token " + std::to_string(taken));
   const tev_progress_status_t done =
-      HasForceSync(index) && !expected.empty() ? TEV_PROGRESS_DONE_FORCE_SYNC : TEV_PROGRESS_DONE;
-  Check(status == (drawn.outcome == Outcome::kComplete ? done : TEV_PROGRESS_ERROR),
-        "status " + std::to_string(status));
-  totals_->raised += drawn.outcome == Outcome::kRaises ? 1 : 0;
-  if (drawn.outcome != Outcome::kSticks) return true;
+      IsSecond(index) && !expected.empty() ? TEV_PROGRESS_DONE_FORCE_SYNC : TEV_PROGRESS_DONE;
+  Check(status == (stream.sticks || raises ? TEV_PROGRESS_ERROR : done), "status " + std::to_string(status));
+  totals_->raised += raises ? 1 : 0;
+  if (!stream.sticks) return true;
   for (int call = 0; call < 5; ++call) Check(progress() == TEV_PROGRESS_ERROR, "a stuck walk has come loose");
   ++totals_->stuck;
   return false;
@@ -124,7 +118,9 @@ bool Life::Collect() {
 void Life::CheckSources() {
   const std::vector<std::string> tags = provider_.Sources();
   Check(tags.size() == kScripts, "sources: " + std::to_string(tags.size()));
-  for (uint32_t index = 0; index < kScripts; ++index) Check(tags[index] == TagOf(index), "tag " + tags[index]);
+  for (uint32_t index = 0; index < kScripts; ++index) {
+    Check(tags[index] == (IsSecond(index) ? "dict_" + std::to_string(index) : "dict_soak"), "tag " + tags[index]);
+  }
 }
 
 }  // namespace soak

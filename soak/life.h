@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <random>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "host/standin/hosted_provider.h"
 #include "host/standin/plugin.h"
@@ -14,6 +14,10 @@
 #include "model/stream_model.h"
 
 namespace soak {
+
+// Loads the script, results.py, and with it holds the interpreter: lives of the provider then come and go in one
+// interpreter. Throws std::runtime_error.
+standin::PythonModule LoadScript(const standin::Plugin& plugin);
 
 struct Totals {
   uint64_t lives = 0;
@@ -37,16 +41,9 @@ class Life {
   bool Collect();
 
  private:
-  enum class Outcome { kComplete, kRaises, kSticks };
-  // What a script returns, and what shall come of it.
-  struct Drawn {
-    std::string statements;
-    std::vector<standin::Token> tokens;
-    Outcome outcome;
-  };
-
   uint32_t Below(size_t bound) { return static_cast<uint32_t>(random_() % bound); }
-  Drawn Draw();
+  // What a script returns, as statements, and what shall come of it.
+  std::pair<std::string, stream_model::Stream> Draw();
   void CheckSources();
 
   std::mt19937 random_;

@@ -15,7 +15,6 @@
 
 #include "model/stream_model.h"
 #include "soak/life.h"
-#include "soak/script.h"
 
 namespace soak {
 namespace {

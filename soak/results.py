@@ -22,8 +22,6 @@ sys.stderr = Nowhere()
 # Newer versions import modules to print the first error. Here that is a part of loading the script.
 sys.excepthook(ValueError, ValueError("meant"), None)
 path = list(sys.path)
-ring = {}
-ring["r"] = ring
 produce = None  # makes the next result
 
 
@@ -37,7 +35,7 @@ def collect(args):
 
 
 def get_tag():
-    return "soak"
+    return "".join(["so", "ak"])  # made anew, so that a lost one counts
 
 
 def call(function, text):
@@ -47,28 +45,9 @@ def call(function, text):
 def compute(statements):
     """Has the next collection return what these leave in `result`, held by nobody else; any later one raises."""
     global produce
-    scope = {"ring": ring}
+    scope = {}
     exec(statements, scope)
     produce = [scope["result"]].pop
-
-
-def samples(_text):
-    import samples
-
-    return "\n".join(samples.SAMPLES)
-
-
-def sample(name):
-    """Has all collections from now on return this sample."""
-    global produce
-    import samples
-
-    produce = samples.SAMPLES[name]
-
-
-def counts_references(_text):
-    """Whether the interpreter does; only a debug build."""
-    return hasattr(sys, "gettotalrefcount")
 
 
 def references(_text):
