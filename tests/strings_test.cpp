@@ -85,7 +85,8 @@ TEST(Conversions, ReadWholeTextsThatFitTheType) {
   for (const auto& [text, as_signed, as_unsigned] : kCases) expect(text, as_signed, as_unsigned);
   for (const auto& [text, value] : kAlike) expect(text, value, value);
   expect("4294967296", 4294967296, 4294967296);
-  for (const char* text : {"", " ", "-", "--1", "- 1", "12 ", "1.5", "08", "0x", "0xg", "0b101", "0b", "x1", "1e3"})
+  for (const char* text :
+       {"", " ", "-", "--1", "- 1", "12 ", "1.5", "08", "0x", "0xg", "0b101", " -0B1", "0o17", "x1", "1e3"})
     expect(text, {}, {});
 }
 

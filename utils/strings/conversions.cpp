@@ -10,11 +10,21 @@
 
 namespace {
 
+bool IsSpace(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
+
+// True for a prefix that only some C libraries know: newer ones read "0b101" as 5. Behind a leading 0 stands an x, an
+// octal digit or the end of the text.
+bool HasUnknownPrefix(const char* text) {
+  while (IsSpace(*text)) ++text;
+  if (*text == '-' || *text == '+') ++text;
+  return text[0] == '0' && strchr("xX01234567", text[1]) == nullptr;  // strchr also finds the end
+}
+
 // `convert` is a function of the strtol family, `lowest` and `highest` the results by which it tells an overflow.
 template <typename Number>
 bool Convert(const char* text, Number* value, Number (*convert)(const char*, char**, int), Number lowest,
              Number highest) {
-  if (text == nullptr || value == nullptr) return false;
+  if (text == nullptr || value == nullptr || HasUnknownPrefix(text)) return false;
   char* end = nullptr;
   errno = 0;
   const Number number = convert(text, &end, 0);
@@ -42,8 +52,6 @@ bool ConvertNarrow(const char* text, Narrow* value) {
   *value = static_cast<Narrow>(number);
   return true;
 }
-
-bool IsSpace(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
 
 }  // namespace
 
