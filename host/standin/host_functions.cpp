@@ -65,11 +65,11 @@ bool tev_opaque_events_write(tev_opaque_events_t* writer, tev_data_serializer_t*
 bool tev_data_serializer_t::Write(Token token) {
   if (!first_write) first_write = standin::Clock::now();
   const size_t bytes = token.bytes();
-  oversized.reset();
   if (bytes > capacity) {
     oversized = std::move(token);
     return false;
   }
+  oversized.reset();
   if (bytes > capacity - used || (refuse && refuse(token))) return false;
   used += bytes;
   tokens.push_back(std::move(token));
