@@ -106,6 +106,10 @@ class Parser {
  public:
   Parser() {
     app_.require_subcommand(1);
+#if CLI11_VERSION_MAJOR * 100 + CLI11_VERSION_MINOR >= 205
+    // Newer versions would fill the lines of a footer, examples included, as one paragraph.
+    app_.get_formatter()->enable_footer_formatting(false);
+#endif
     app_.footer(kFooter);
     app_.set_version_flag("--version", Versions, "Print the versions of rubruf and of the Python that it embeds");
 
