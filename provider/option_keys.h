@@ -22,6 +22,7 @@ constexpr char kFileOption[] = "python-import-file";
 constexpr char kFunctionOption[] = "python-import-function";
 constexpr char kTagOption[] = "python-import-tag";
 constexpr char kForceSyncOption[] = "python-import-force-sync";
+constexpr char kOwnModuleOption[] = "python-import-own-module";
 constexpr char kArgumentPrefix[] = "python-import-arg-";
 // Only in `.cfg` files.
 constexpr char kEnableOption[] = "python-import-enable";

@@ -4,6 +4,7 @@
 
 #include "provider/script_config.h"
 #include "utils/log/log.h"
+#include "utils/python_env/own_module.h"
 #include "utils/python_env/owned_ref.h"
 #include "utils/python_env/pending_error.h"
 #include "utils/python_env/python_env.h"
@@ -19,7 +20,8 @@ bool FailBinding(const char* message) {
 }  // namespace
 
 bool PythonEventProvider::ScriptConfig::SetPythonAttributes() {
-  module = tev_python_environment_get_module(script_path.c_str());
+  module = own_module ? LoadOwnModule(script_path.c_str(), index + 1U, &own_name)
+                      : tev_python_environment_get_module(script_path.c_str());
   if (module == nullptr) return FailBinding("[python provider] could not load module");
   module_dict = PyModule_GetDict(module);
   if (module_dict == nullptr) return FailBinding("[python provider] could not load python module dictionary");

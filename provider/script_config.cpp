@@ -6,6 +6,7 @@
 
 #include "provider/option_keys.h"
 #include "utils/log/log.h"
+#include "utils/python_env/own_module.h"
 #include "utils/python_env/python_runs.h"
 #include "utils/strings/conversions.h"
 
@@ -27,6 +28,8 @@ PythonEventProvider::ScriptConfig::~ScriptConfig() {
   Py_CLEAR(module_dict);
   Py_CLEAR(module);
   Py_CLEAR(args_dict);
+  if (own_name != nullptr) DropOwnModule(own_name);
+  Py_CLEAR(own_name);
 }
 
 bool PythonEventProvider::ScriptConfig::ReadConfiguration(const tev_custom_options* options) {
@@ -46,6 +49,7 @@ bool PythonEventProvider::ScriptConfig::ReadConfiguration(const tev_custom_optio
   if (!force_sync_text.empty() && string_to_boolean(force_sync_text.c_str())) {
     force_sync = TEV_PROGRESS_DONE_FORCE_SYNC;
   }
+  own_module = string_to_boolean(GetOptionFromDict(options, kOwnModuleOption).c_str());
   const std::string tag_text = GetOptionFromDict(options, kTagOption);
   if (!tag_text.empty()) tag = "dict_" + tag_text;
   script_dict = tev_dict_create();
@@ -83,6 +87,7 @@ void PythonEventProvider::ScriptConfig::LogInstance() const {
   TEV_LOG(TEV_LOG_INFO, "[python provider] \t\tforce_sync:        %s",
           boolean_to_string(force_sync == TEV_PROGRESS_DONE_FORCE_SYNC));
   TEV_LOG(TEV_LOG_INFO, "[python provider] \t\ttag:               %s", tag.c_str());
+  if (own_module) TEV_LOG(TEV_LOG_INFO, "[python provider] \t\town_module:        %s", boolean_to_string(own_module));
   bool header_printed = false;
   tev_dict_enum(script_dict, LogDictClb, &header_printed);
 }

@@ -6,9 +6,11 @@
 
 #include <cstring>
 #include <random>
+#include <set>
 
 #include "tests/provider_test_base.h"
 #include "tests/root_with_config.h"
+#include "utils/python_env/python_env.h"
 
 namespace {
 
@@ -171,6 +173,56 @@ TEST_F(ConfigTest, RepeatedCallsAddToTheList) {
   ASSERT_TRUE(Initialize());
   EXPECT_EQ(FirstText(0) + FirstText(1), "{}{'x': '1'}");
   EXPECT_EQ(Collect(1).status, TEV_PROGRESS_DONE_FORCE_SYNC);
+}
+
+// Two files that share their name with a module of the standard library, one of them configured twice.
+TEST_F(ConfigTest, LoadsOwnModulesByEachRoute) {
+  std::string cfg[3];
+  for (const std::string name : {"a", "b"}) {
+    fs::create_directory(dir_ / name);
+    Write(name + "/beside_" + name + ".py", "letter = '" + name + "'");
+    cfg[name == "b"] = "own-module=true\nfile=" + Script(name + "/types.py", "return [describe()]", R"(
+import dataclasses, pickle
+from beside_)" + name + R"( import letter
+calls = 0
+@dataclasses.dataclass
+class Point: x: int
+def describe():
+    global calls
+    calls += 1
+    return __name__ + pickle.loads(pickle.dumps(Point(letter))).x + str(calls))");
+  }
+  cfg[2] = cfg[0];
+  const auto path = [&](size_t i) { return cfg[i].substr(cfg[i].find('/')); };
+  std::vector<Options> routes{
+      Keys("num-scripts=3;own-module=1;1-file=" + path(0) + ";2-file=" + path(1) + ";3-file=" + path(2)),
+      Keys("num-scripts=3;1-own-module=1;2-own-module=True;3-own-module=true;1-file=" + path(0) + ";2-file=" + path(1) +
+           ";3-file=" + path(2)),
+      Directory(DirectoryOf(cfg[0]))};
+  for (const size_t i : {1, 2}) std::ofstream(dir_ / "1/" + std::to_string(i) + ".cfg") << cfg[i];
+  if (EnterRootWithConfig()) {
+    fs::create_directory("/config/collection_configs");
+    for (const size_t i : {0, 1, 2})
+      std::ofstream("/config/collection_configs/" + std::to_string(i) + ".cfg") << cfg[i];
+    routes.push_back({{"enable-provider", "0,1,2"}});
+  }
+  RUBRUF_IMPORT(tev_python_environment_init);
+  RUBRUF_IMPORT(tev_python_environment_finalize);
+  ASSERT_EQ(tev_python_environment_init(), 0) << "one interpreter for all lives";
+  for (const Options& options : routes) {
+    ASSERT_TRUE(Construct(options));
+    ASSERT_TRUE(Initialize());
+    std::multiset<std::string> letters;
+    for (uint32_t i = 0; i < 3; ++i) {
+      const std::string text = FirstText(i);
+      EXPECT_EQ(text.substr(0, text.size() - 2), "rubruf_script_" + std::to_string(i + 1) + "_types");
+      letters.insert(text.substr(text.size() - 2));
+    }
+    EXPECT_EQ(letters, (std::multiset<std::string>{"a1", "a1", "b1"})) << "each module counts its own calls";
+    EXPECT_NE(LoggedScripts(dir_ / "").find("b/types.py|collect|false||true"), std::string::npos);
+    Finalize();
+  }
+  EXPECT_EQ(tev_python_environment_finalize(), 0);
 }
 
 class VirtualProviderTest : public ConfigTest {

@@ -119,6 +119,14 @@ TEST_F(LifecycleTest, AbortsInitializationWithMessagesInOrder) {
   };
   abort("gone.py", "", {EnvironmentError("Could not import gone"), Error("could not load module")});
   abort(raising, "", {EnvironmentError("Could not import raising"), Error("could not load module")});
+  for (const std::string& path : {dir_ / "gone.py", raising}) {
+    testing::internal::CaptureStderr();
+    abort(path, "own-module=1",
+          {EnvironmentError("Could not import " +
+                            path.substr(path.rfind('/') + 1, path.rfind('.') - path.rfind('/') - 1)),
+           Error("could not load module")});
+    EXPECT_NE(testing::internal::GetCapturedStderr().find(path), std::string::npos) << "the traceback names the file";
+  }
   abort(good, "2-function=none", {Error("could not load python collection function")});
   abort(good, "arg-x=\xff", {});
   abort(good, "arg-\xff=x", {});

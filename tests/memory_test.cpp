@@ -164,7 +164,8 @@ TEST_F(MemoryTest, OptionsLeadToALifeWhenItIsBack) {
 }
 
 TEST_F(MemoryTest, ADirectoryLeadsToALifeWhenItIsBack) {
-  Write("a.cfg", "file=some_script.py\narg-other-text = some other text\narg-text = some text or other\n");
+  Write("a.cfg",
+        "file=some_script.py\nown-module=1\narg-other-text = some other text\narg-text = some text or other\n");
   SurvivesEachFailure({{"python-import-config-dir", dir_ / ""}},
                       CfgRefusals(dir_ / "a.cfg", "", "Failed to read config directory " + dir_ / "; ",
                                   "Could not open directory " + dir_ / "; "));
