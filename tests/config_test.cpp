@@ -56,11 +56,10 @@ TEST_F(ConfigTest, ReadsLines) {
   ASSERT_TRUE(Construct(Directory(large)));
   EXPECT_EQ(LoggedScripts(large), "x.py|collect|false||big=small");
   Finalize();
-  const std::string directory = DirectoryOf("file=\n\n \n# note\n  #note\n#arg-y=1\r\nword");
   log_.Take();
+  const std::string directory = DirectoryOf("file=\n\n \n# note\n  #note\n#arg-y=1\r\nword");
   ASSERT_TRUE(Construct(Directory(directory)));
   EXPECT_EQ(log_.Take(), (Messages{Debug("ignoring line without '=' in " + directory + "x.cfg"), kDefaultFunction}));
-  EXPECT_EQ(LoggedScripts(), directory.substr(0, directory.size() - 1) + "|collect|false|");
 }
 
 TEST_F(ConfigTest, ReadsTheKeysOfAScript) {
