@@ -4,6 +4,7 @@
 # extension module that a script imports. So the pairs of headers and library are looked for here: below
 # RUBRUF_PYTHON_ROOT where that is set, else below the system's prefixes; 3.8, the version of the contract, comes first,
 # then the newest. RUBRUF_PYTHON_DEBUG takes the debug build of each, which stands beside it under names with a "d".
+# Builds without the global interpreter lock are passed over, because nothing in the plug-in is made for them.
 
 set(prefixes ${RUBRUF_PYTHON_ROOT})
 if(NOT prefixes)
@@ -16,25 +17,37 @@ if(RUBRUF_PYTHON_DEBUG)
 endif()
 
 set(found "")
+set(without_lock "")
 foreach(prefix IN LISTS prefixes)
   file(GLOB headers ${prefix}/include/python3.*/patchlevel.h)
   foreach(header IN LISTS headers)
-    if(NOT header MATCHES "/python(3\\.[0-9]+)${abi}/patchlevel\\.h$" OR CMAKE_MATCH_1 VERSION_LESS 3.8)
+    if(NOT header MATCHES "/python(3\\.[0-9]+)(t?)${abi}/patchlevel\\.h$" OR CMAKE_MATCH_1 VERSION_LESS 3.8)
       continue()
     endif()
     set(version ${CMAKE_MATCH_1})
+    set(named_without_lock ${CMAKE_MATCH_2})
+    get_filename_component(include_directory ${header} DIRECTORY)
+    file(STRINGS ${include_directory}/pyconfig.h lock_disabled REGEX "^#define Py_GIL_DISABLED 1")
+    if(NOT "${named_without_lock}" STREQUAL "" OR lock_disabled)
+      list(APPEND without_lock ${include_directory})
+      continue()
+    endif()
     foreach(directory lib lib/${CMAKE_LIBRARY_ARCHITECTURE} lib64)
       set(library ${prefix}/${directory}/libpython${version}${abi}.so)
       if(EXISTS ${library})
-        list(APPEND found "${version}|${prefix}/include/python${version}${abi}|${library}")
+        list(APPEND found "${version}|${include_directory}|${library}")
         break()
       endif()
     endforeach()
   endforeach()
 endforeach()
 
-if(NOT found)
-  list(JOIN prefixes ", " places)
+list(JOIN prefixes ", " places)
+if(NOT found AND without_lock)
+  message(FATAL_ERROR
+    "The Python below ${places} is built without the global interpreter lock (Py_GIL_DISABLED), and the plug-in walks "
+    "the objects of scripts under that lock alone. Name the prefix of a build with it: -DRUBRUF_PYTHON_ROOT=PREFIX.")
+elseif(NOT found)
   message(FATAL_ERROR
     "No Python 3.8 or newer with headers and a shared libpython below ${places}. "
     "Install python3-dev, or name a prefix with -DRUBRUF_PYTHON_ROOT=PREFIX.")

@@ -11,18 +11,13 @@
 #include "provider/provider.h"
 #include "provider/utf8.h"
 #include "utils/log/log.h"
+#include "utils/python_env/cpython_layout.h"
 
 namespace {
 
 struct Free {
   void operator()(char* text) const { free(text); }
 };
-
-// The hash that Python has cached in a dictionary key. -1 for an instance of a subclass of str, whose hash may differ
-// from its text's.
-Py_hash_t CachedHash(PyObject* key) {
-  return PyUnicode_CheckExact(key) ? reinterpret_cast<PyASCIIObject*>(key)->hash : -1;
-}
 
 }  // namespace
 

@@ -4,10 +4,10 @@
 
 #include <ctime>
 
-#include "provider/long_value.h"
 #include "provider/provider.h"
 #include "provider/utf8.h"
 #include "utils/log/log.h"
+#include "utils/python_env/cpython_layout.h"
 
 tev_progress_status_t PythonEventProvider::WriteEvent(tev_data_serializer_t* serializer, uint32_t key_id,
                                                       python_event_type_t type, uint32_t size, const void* data) {

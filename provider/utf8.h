@@ -5,18 +5,14 @@
 
 #include <new>
 
+#include "utils/python_env/cpython_layout.h"
 #include "utils/python_env/pending_error.h"
-#include "utils/python_env/python.h"
 
 // The UTF-8 bytes of `object` (borrowed) and, in `size`, their number. The bytes live as long as the object. Null, with
 // a Python error pending, if the object is not a str or holds characters that UTF-8 cannot carry; if an error was
 // pending before the call, that error is the one that stays. Throws std::bad_alloc.
 inline const char* Utf8(PyObject* object, Py_ssize_t* size) {
-  // The characters of an ASCII text are its UTF-8 bytes.
-  if (PyUnicode_Check(object) && PyUnicode_IS_COMPACT_ASCII(object)) {
-    *size = PyUnicode_GET_LENGTH(object);
-    return static_cast<const char*>(PyUnicode_DATA(object));
-  }
+  if (const char* ascii = CompactAscii(object, size); ascii != nullptr) return ascii;
   const PendingError before;
   const char* text = PyUnicode_AsUTF8AndSize(object, size);
   if (text == nullptr && PyErr_ExceptionMatches(PyExc_MemoryError) != 0) {

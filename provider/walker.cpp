@@ -9,6 +9,7 @@
 #include "provider/provider.h"
 #include "provider/script_config.h"
 #include "utils/log/log.h"
+#include "utils/python_env/cpython_layout.h"
 #include "utils/python_env/owned_ref.h"
 #include "utils/python_env/python_env.h"
 #include "utils/python_env/python_runs.h"
@@ -232,7 +233,7 @@ bool PythonEventProvider::OnNewIterable(PyObject* object, uint32_t key_id, tev_p
 // references (from its two places in the result, from the current item and from the stack), so one with fewer needs no
 // search.
 bool PythonEventProvider::IsOpen(PyObject* iterable) const {
-  if (Py_REFCNT(iterable) < 4) return false;
+  if (!HasFourReferences(iterable)) return false;
   return std::any_of(iterable_stack.begin(), iterable_stack.end(),
                      [=](const iterable_position_t& open) { return open.iterable.get() == iterable; });
 }

@@ -7,19 +7,16 @@
 #include <cstring>
 
 #include "utils/log/log.h"
+#include "utils/python_env/cpython_layout.h"
 #include "utils/python_env/interpreter.h"
 #include "utils/python_env/owned_ref.h"
 
 namespace {
 
-// The value that CPython gives _config_init in the configuration of Py_InitializeEx (_PyConfig_INIT_COMPAT). It selects
-// that function's rules for locale, UTF-8 mode and global configuration variables.
-constexpr int kCompatibleWithInitializeEx = 1;
-
 // Fills `config` as Py_InitializeEx(0) does. CPython does not export the function that it uses for that.
 void ConfigureLikeInitializeEx(PyConfig* config) {
   PyConfig_InitPythonConfig(config);
-  config->_config_init = kCompatibleWithInitializeEx;
+  config->_config_init = kConfigInitCompat;
   config->configure_c_stdio = 0;
   config->parse_argv = 0;
   config->install_signal_handlers = 0;
