@@ -48,7 +48,7 @@ standin::PythonModule LoadScript(const standin::Plugin& plugin) {
   std::ifstream file(RUBRUF_SOURCE_DIR "/soak/results.py");
   const std::string source{std::istreambuf_iterator<char>(file), {}};
   // Under the name that the binding of the scripts imports, so that they are this module.
-  return standin::PythonModule(plugin, "results", source.c_str());
+  return standin::PythonModule(plugin, {{"results", source.c_str()}});
 }
 
 Life::Life(const standin::Plugin& plugin, const standin::PythonModule& script, uint32_t seed, uint32_t* next_key,

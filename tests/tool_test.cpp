@@ -48,8 +48,15 @@ TEST_F(ToolTest, CheckNamesEveryFaultOfAResultWithItsPlace) {
       {"[1, [2, {'a': [[None]]}]]",
        {e + "[1]: a list in a list", e + "[1][1].a[0]: a list in a list", e + "[1][1].a[0][0]: None is not"}},
       {"{'a b': {5: object(), 10 ** 5000: 1, '\\ud800': '\\udc80'}}",
-       {e + "['a b']: the key 5 is not text", e + "['a b'][5]: the type object", e + "['a b']: the key of type int is",
+       {e + "['a b']: the key 5 is not text: make it a str, 2 times", e + "['a b'][5]: the type object",
         e + "['a b']: the key '\\ud800' has no UTF-8", e + "['a b']['\\ud800']: the text '\\udc80' has no UTF-8"}},
+      {"[{'v': [None] * 2000, 'w': b''}, {'v': [None]}]",
+       {e + "[0..1].v[0..1999]: None is not supported: leave it out, or give a value that stands for it, 2,001 times",
+        e + "[0].w: the type bytes"}},
+      {"[type('T\\x1b]0;title\\x07\\x85\\n1 script: 0 errors', (), {})()]",
+       {e + "[0]: the type T\\x1b]0;title\\x07\\x85\\x0a1 script: 0 errors is not"}},
+      {"[type('int64', (), {'__module__': 'numpy'})()]",
+       {e + "[0]: the type int64 is not supported: call its .item()"}},
       {"7", {e + "the result: the type int is not supported: return a list or dictionary"}},
       {"LOOP", {e + "up[0]: circular reference"}},
       {"DEEP", {e + "a.a.a.", ".a.end: None is not supported"}},
@@ -93,6 +100,7 @@ os.chdir('/')
 pool = concurrent.futures.ThreadPoolExecutor(1)
 def collect(args):
     for seconds in (0.1, 3): threading.Thread(target=time.sleep, args=[seconds], name=str(seconds)).start()
+    threading.Thread(target=time.sleep, args=[9], name='4', daemon=True).start()
     return [pool.submit(int).result()]
 )");
   std::string command = "check";
@@ -101,22 +109,31 @@ def collect(args):
         "other.py --function go --tag t", "quits.py --tag t", "a.b.py", "moves.py --tag m"})
     command += std::string(" --script ") + script;
   ExpectAll(
-      {"error: dict_good: [19]: None", "  and 30 more errors\n", "dict_good: b/tagged.py: importing tagged gives ",
-       "dict_good: b/tagged.py: tagged.py has the same tag", "dict_good: tagged.py\n  collect(), tag from get_tag:",
+      {"error: dict_good: [0..49]: None",
+       "give a value that stands for it, 50 times\n",
+       "dict_good: b/tagged.py: importing tagged gives ",
+       "dict_good: b/tagged.py: tagged.py has the same tag",
+       "dict_good: tagged.py\n  collect(), tag from get_tag:",
        "py:1, in get_tag: ZeroDivisionError: division by zero: the tag is made",
        "collect(), tag from a hash of the path",
        ": json.py: has the name of a standard-library module and is never imported: rename the file",
-       ": needs.py:2, in <module>: ModuleNotFoundError: No module named 'rubruf_none'", ": syntax.py:2: SyntaxError: ",
-       ": other.py: collect is not a function", "dict_t: other.py: there is no function go: ", ": none.py: there is no",
-       "dict_t: quits.py:1, in <module>: SystemExit: 5", "dict_t: quits.py: other.py has the same tag",
+       ": needs.py:2, in <module>: ModuleNotFoundError: No module named 'rubruf_none'",
+       ": syntax.py:2: SyntaxError: ",
+       ": other.py: collect is not a function",
+       "dict_t: other.py: there is no function go: ",
+       ": none.py: there is no",
+       "dict_t: quits.py:1, in <module>: SystemExit: 5",
+       "dict_t: quits.py: other.py has the same tag",
        ": a.b.py: No module named 'a': a name with a dot is that of a module in a package: rename the file",
        "ms, 4 tokens\n  error: dict_m: moves.py: the thread '3' does not end, and the host waits for that in finalize",
-       "12 scripts: 112 errors, 1 warning\nstatus 1"},
+       "warning: dict_m: moves.py: the daemon thread '4' stands still between collections: sample in the function",
+       "12 scripts: 112 errors, 2 warnings\n",
+       "status 1"},
       Run(command));
   Write("id.py", collect + "def get_app_id(): return 'none'\n");
   ExpectAll({"error: id.py: get_app_id returns 'none': an ID has", "1 script: 1 error", "status 1"},
             Run("check --script id.py"));
-  ExpectAll({"error: tagged.py: the argument \"x=\uFFFD\" is not UTF-8\n1 script: 1 error", "status 1"},
+  ExpectAll({"error: tagged.py: the argument x=\\xff is not UTF-8\n1 script: 1 error", "status 1"},
             Run("check --script tagged.py --arg x=\xff"));
 }
 
@@ -153,6 +170,55 @@ TEST_F(ToolTest, RunPrintsTheFormatThatIsAskedFor) {
   EXPECT_EQ(Run(script + "--log-level 4").find("[info]"), std::string::npos);
 }
 
+TEST_F(ToolTest, NamesTheScriptThatEndsOrBlocksTheProcess) {
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      // what a script does; what check says of it; what run says
+      {"os._exit(0)", ": ended the process with exit status 0", ": ended the process with exit status 0"},
+      {"sys.exit()", "SystemExit ends the host's process", ": ended the process with exit status 0"},
+      {"os.kill(os.getpid(), 13)", ": ended the process by signal 13", ": ended the process by signal 13"},
+      {"os.kill(os.getpid(), 11)", ": ended the process by signal 11", ": ended the process by signal 11"},
+      {"os.kill(os.getppid(), 2) or time.sleep(0.2) or os.kill(os.getppid(), 2) or time.sleep(9)",
+       "rubruf-host: waiting for dict_x: x.py, interrupt again to end", ": waiting for dict_x: x.py, interrupt again"},
+      {"os.kill(os.getppid(), 15) or time.sleep(9)", "dict_x: x.py\n  collect(), tag from the options: ", ""},
+      {"[{'disks': [{'name': 'a'}, {'name': None}]}]", "[0].disks[1].name: None is",
+       "x.py: [0].disks[1].name cannot be"},
+      {"[{'a': 1, 5: 1}]", "[0]: the key 5 is", "x.py: the key behind [0].a cannot be"},
+  };
+  for (const auto& [action, of_check, of_run] : cases) {
+    Write("x.py", std::string("import os, sys, time\ndef collect(args): return ") + action);
+    const std::string checked = Run("check --script x.py --tag x");
+    ExpectAll({"dict_x: x.py", of_check}, checked);
+    const std::string run = Run("run --script x.py --tag x");
+    ExpectAll({of_run}, run);
+    for (const auto& out : {checked, run}) EXPECT_EQ(out.find("status 0", out.size() - 8), std::string::npos) << out;
+  }
+  Write("x.py",
+        "import threading, time\nthreading.Thread(target=time.sleep, args=[60]).start()\n"
+        "def collect(args): return [1]\n");
+  ExpectAll({"\"data\": [1]}\n", "does not end: a host waits for it in finalize\nstatus 0"}, Run("--script x.py"));
+  Write("x.py", "def collect(args): return [1]\n");
+  ExpectAll({"could not load python collection function", "rubruf-host: x.py: there is no function go: "},
+            Run("--script x.py --function go"));
+  ExpectAll({"dict_x: x.py: b/../x.py has the same tag"}, Run("--script b/../x.py --tag x --script x.py --tag x"));
+  ExpectAll({"[1]}\nstatus 0"}, Run("--script x.py", "2>&-"));
+  ExpectAll({"cannot write to standard output"}, Run("options --script x.py", "2>&1 >/dev/full"));
+  ExpectAll({"[debug] [rubruf-host] collecting dict_x: x.py"}, Run("--script x.py --tag x --log-level debug"));
+}
+
+TEST_F(ToolTest, ChecksScriptsWhateverTheirPaths) {
+  const std::string deep(200, 'd');
+  std::string command = "check";
+  for (const std::string& folder :
+       {std::string("d\u00e4"), std::string("d\xff"), deep + "/" + deep + "/" + deep + "/" + deep + "/" + deep}) {
+    std::filesystem::create_directories(dir_ / folder);
+    const std::string script = folder + "/s" + std::to_string(folder.size()) + ".py";
+    Write(script, "def collect(args): return [1]\n");
+    command += " --script '" + script + "'";
+  }
+  setenv("LC_ALL", "C", 1);
+  ExpectAll({": d\\xff/s2.py", "3 scripts: 0 errors, 0 warnings\nstatus 0"}, Run(command));
+}
+
 TEST_F(ToolTest, TellsHostOptionsAndWrongUsage) {
   const std::string scripts = "options --script a.py --tag t --arg x=1=2 --force-sync --script b.py ";
   EXPECT_EQ(Run(scripts + "--option enable-provider=python,x"),
@@ -160,9 +226,9 @@ TEST_F(ToolTest, TellsHostOptionsAndWrongUsage) {
             "python-import-1-force-sync=true\npython-import-arg-1-x=1=2\npython-import-2-file=b.py\nstatus 0");
   EXPECT_EQ(Run("options --config-dir 'd\"' --format json"), R"({"python-import-config-dir":"d\""})"
                                                              "\nstatus 0");
-  for (const char* wrong :
-       {"", "collect", "run", "run --format xml --script x.py", "check --repeat 3 --script x.py",
-        "--log-level loud --script x.py", "--tag t --script x.py", "options --stats", "--config-dir . --script x.py"})
+  for (const char* wrong : {"", "collect", "run", "run --format xml --script x.py", "check --repeat 0 --script x.py",
+                            "run --count 99999999999999999999 --script x.py", "--log-level loud --script x.py",
+                            "--tag t --script x.py", "options --stats", "--config-dir . --script x.py"})
     ExpectAll({"status 2"}, Run(wrong));
   for (const std::string command : {"run ", "check ", "options "})
     ExpectAll({"Example:\n  rubruf-host " + command, "status 0"}, Run(command + "--help"));

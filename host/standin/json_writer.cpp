@@ -2,11 +2,14 @@
 
 #include "host/standin/json_writer.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <optional>
 
 namespace standin {
 namespace {
+
+constexpr size_t kMaxIndent = 60;  // levels
 
 void Require(bool condition, const char* message) {
   if (!condition) throw BrokenStream(message);
@@ -131,7 +134,8 @@ std::string ToJsonLine(const std::string& tag, const std::vector<Token>& tokens)
 std::string Indented(const std::string& json) {
   std::string lines;
   size_t depth = 0;
-  const auto begin_line = [&] { lines.append("\n").append(2 * depth, ' '); };
+  // Deeper lines are indented no further, because each would be longer than the one before.
+  const auto begin_line = [&] { lines.append("\n").append(2 * std::min(depth, kMaxIndent), ' '); };
   bool in_text = false;
   for (size_t i = 0; i < json.size(); ++i) {
     const char c = json[i];

@@ -17,19 +17,24 @@ void PythonModule::Stop::operator()(const Plugin* plugin) const {
   plugin->Symbol<int (*)()>("tev_python_environment_finalize")();
 }
 
-PythonModule::PythonModule(const Plugin& plugin, const char* name, const char* source)
+PythonModule::PythonModule(const Plugin& plugin, const std::vector<Source>& sources)
     : call_(nullptr, Release{&plugin}) {
   if (plugin.Symbol<int (*)()>("tev_python_environment_init")() != 0) {
     throw std::runtime_error("the plug-in cannot start its interpreter");
   }
   interpreter_.reset(&plugin);
-  const auto compile = plugin.Symbol<void* (*)(const char*, const char*, int)>("Py_CompileString");
-  const auto execute = plugin.Symbol<void* (*)(const char*, void*)>("PyImport_ExecCodeModule");
-  const Object code = Own(compile(source, name, kFileInput), name);
-  const Object module = Own(execute(name, code.get()), name);
+  Object module(nullptr, Release{&plugin});
+  for (const Source& source : sources) module = Execute(source);
   // The function is found only once, because each search by a C text leaves an entry in Python's attribute cache. That
   // would look like memory that a script keeps.
-  call_ = Own(plugin.Symbol<void* (*)(void*, const char*)>("PyObject_GetAttrString")(module.get(), "call"), name);
+  call_ = Own(plugin.Symbol<void* (*)(void*, const char*)>("PyObject_GetAttrString")(module.get(), "call"), "call");
+}
+
+PythonModule::Object PythonModule::Execute(const Source& source) const {
+  const auto compile = interpreter_->Symbol<void* (*)(const char*, const char*, int)>("Py_CompileString");
+  const auto execute = interpreter_->Symbol<void* (*)(const char*, void*)>("PyImport_ExecCodeModule");
+  const Object code = Own(compile(source.text, source.name, kFileInput), source.name);
+  return Own(execute(source.name, code.get()), source.name);
 }
 
 std::string PythonModule::Call(const char* function, const std::string& text) const {

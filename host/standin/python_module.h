@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/standin/plugin.h"
 
@@ -14,9 +15,14 @@ namespace standin {
 // version. The interpreter runs as long as the object exists; the plug-in must outlive the object.
 class PythonModule {
  public:
-  // Starts the interpreter if it does not run, and makes the module `name` of `source`. The source must define
-  // call(function, text). Throws std::runtime_error.
-  PythonModule(const Plugin& plugin, const char* name, const char* source);
+  struct Source {
+    const char* name;
+    const char* text;
+  };
+
+  // Starts the interpreter if it does not run, and makes the modules of their sources. Each may import those before
+  // it. The last one must define call(function, text). Throws std::runtime_error.
+  PythonModule(const Plugin& plugin, const std::vector<Source>& sources);
 
   // Calls the module's call(function, text) and returns its result, a text. All texts are UTF-8 without zero
   // characters. Throws std::runtime_error, after Python has printed the reason.
@@ -32,6 +38,7 @@ class PythonModule {
   };
   using Object = std::unique_ptr<void, Release>;
 
+  Object Execute(const Source& source) const;
   // Takes over `object`, a new reference. Throws as Call if it is null.
   Object Own(void* object, const char* what) const;
 

@@ -3,6 +3,7 @@
 #include "host/standin/token.h"
 
 #include <cmath>
+#include <cstdio>
 #include <nlohmann/json.hpp>
 
 namespace standin {
@@ -34,8 +35,22 @@ const char* TypeName(uint32_t type) {
   return type < std::size(kNames) ? kNames[type] : "unknown";
 }
 
+// JSON's own escapes leave out DEL and U+0080 to U+009F, which terminals obey as well.
 std::string Quoted(const std::string& text) {
-  return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  const std::string json = nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  std::string quoted;
+  for (size_t i = 0; i < json.size(); ++i) {
+    const bool two_bytes = json[i] == '\xC2' && static_cast<unsigned char>(json[i + 1]) < 0xA0;
+    if (!two_bytes && json[i] != '\x7F') {
+      quoted += json[i];
+      continue;
+    }
+    if (two_bytes) ++i;
+    char escape[7];
+    snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(static_cast<unsigned char>(json[i])));
+    quoted += escape;
+  }
+  return quoted;
 }
 
 std::string ToLine(const Token& token) {

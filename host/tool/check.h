@@ -9,7 +9,7 @@ namespace standin {
 
 // True when there is no fault; warnings do not count. False as well when a signal ended it early. Throws
 // std::runtime_error when the plug-in cannot be used.
-bool Check(const CommandLine& command);
+bool CheckScripts(const CommandLine& command);
 
 }  // namespace standin
 

@@ -2,8 +2,11 @@
 
 #include "host/tool/check_report.h"
 
-#include <iomanip>
-#include <sstream>
+#include <cstdio>
+#include <iostream>
+
+#include "host/tool/printable.h"
+#include "host/tool/supervisor.h"
 
 namespace standin {
 namespace {
@@ -18,59 +21,58 @@ std::string Joined(const std::vector<std::string>& texts) {
   return joined;
 }
 
-class Report {
- public:
-  explicit Report(bool colour) : colour_(colour) { text_ << std::fixed << std::setprecision(2); }
-
-  void Add(const CheckedScript& checked) {
-    const std::string label = checked.source.empty() ? "" : checked.source + ": ";
-    text_ << label << checked.script.path << "\n  " << checked.script.function << '('
-          << Joined(checked.script.arguments) << "), tag from " << checked.tag_origin << ": ";
-    if (checked.collections == 0) {
-      text_ << "not collected\n";
-    } else {
-      text_ << 1000 * checked.seconds / static_cast<double>(checked.collections) << " ms, "
-            << (checked.sound ? Counted(checked.tokens, "token") : "result kept from the plug-in") << '\n';
-    }
-    Add(label, "error", "31", checked.errors);
-    Add(label, "warning", "33", checked.warnings);
-  }
-
-  std::string Finish(size_t scripts, size_t errors, size_t warnings) {
-    text_ << Counted(scripts, "script") << ": " << Counted(errors, "error") << ", " << Counted(warnings, "warning")
-          << '\n';
-    return text_.str();
-  }
-
- private:
-  void Add(const std::string& label, const char* kind, const char* colour, const Findings& findings) {
-    for (const std::string& finding : findings.listed) {
-      text_ << "  " << Coloured(kind, colour) << ": " << label << finding << '\n';
-    }
-    const size_t more = findings.count - findings.listed.size();
-    if (more > 0) text_ << "  and " << Counted(more, "more " + std::string(kind)) << '\n';
-  }
-
-  std::string Coloured(const std::string& text, const std::string& colour) const {
-    return colour_ ? "\x1b[1;" + colour + "m" + text + "\x1b[0m" : text;
-  }
-
-  bool colour_;
-  std::ostringstream text_;
-};
+std::string SummaryLine() {
+  const Tally& tally = SharedTally();
+  return Counted(tally.scripts, "script") + ": " + Counted(tally.errors, "error") + ", " +
+         Counted(tally.warnings, "warning") + "\n";
+}
 
 }  // namespace
 
-std::string ReportText(const std::vector<CheckedScript>& scripts, bool colour) {
-  Report report(colour);
-  size_t errors = 0;
-  size_t warnings = 0;
-  for (const CheckedScript& checked : scripts) {
-    report.Add(checked);
-    errors += checked.errors.count;
-    warnings += checked.warnings.count;
+Report::Report(bool colour) : colour_(colour) {}
+
+void Report::Begin(const CheckedScript& checked) {
+  Write(Printable(checked.Name()) + "\n  " + Printable(checked.script.function) + '(' +
+        Printable(Joined(checked.script.arguments)) + "), tag from " + Printable(checked.tag_origin) + ": ");
+  SharedTally().line_is_open = true;
+}
+
+void Report::Complete(const CheckedScript& checked) {
+  std::string cost = "not collected";
+  if (checked.collections > 0) {
+    char milliseconds[32];
+    snprintf(milliseconds, sizeof milliseconds, "%.2f ms, ",
+             1000 * checked.seconds / static_cast<double>(checked.collections));
+    cost = milliseconds + (checked.sound ? Counted(checked.tokens, "token") : "result kept from the plug-in");
   }
-  return report.Finish(scripts.size(), errors, warnings);
+  Write(cost + '\n');
+  Tally& tally = SharedTally();
+  tally.line_is_open = false;
+  tally.errors += static_cast<uint32_t>(checked.errors.count);
+  tally.warnings += static_cast<uint32_t>(checked.warnings.count);
+  const std::string label = checked.source.empty() ? "" : checked.source + ": ";
+  Add(label, "error", "31", checked.errors);
+  Add(label, "warning", "33", checked.warnings);
+}
+
+void Report::SumUp() { Write(SummaryLine()); }
+
+void Report::TellLoss(const std::string& who, const std::string& how) {
+  Tally& tally = SharedTally();
+  ++tally.errors;
+  std::cout << (tally.line_is_open ? "not ended\n" : "") << "  error: " << Printable(who + ": " + how) << '\n'
+            << SummaryLine() << std::flush;
+}
+
+void Report::Add(const std::string& label, const char* kind, const char* colour, const Findings& findings) {
+  for (const std::string& finding : findings.listed) {
+    Write("  " + Coloured(kind, colour) + ": " + Printable(label + finding) + '\n');
+  }
+  if (findings.unlisted > 0) Write("  and " + Counted(findings.unlisted, "more " + std::string(kind)) + '\n');
+}
+
+std::string Report::Coloured(const std::string& text, const std::string& colour) const {
+  return colour_ ? "\x1b[1;" + colour + "m" + text + "\x1b[0m" : text;
 }
 
 }  // namespace standin

@@ -7,24 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "host/tool/checker.h"
+#include "host/tool/output.h"
 #include "host/tool/survey.h"
 
 namespace standin {
-
-// Findings of one kind: how many there are, and the texts of the first ones.
-struct Findings {
-  size_t count = 0;
-  std::vector<std::string> listed;
-
-  void Add(const std::string& text) {
-    ++count;
-    listed.push_back(text);
-  }
-  void Add(const Findings& others) {
-    count += others.count;
-    listed.insert(listed.end(), others.listed.begin(), others.listed.end());
-  }
-};
 
 struct CheckedScript {
   ConfiguredScript script;
@@ -36,10 +23,33 @@ struct CheckedScript {
   size_t collections = 0;
   double seconds = 0;  // in the script's function, in all collections
   size_t tokens = 0;   // of the last collection
+
+  // How the report calls it.
+  std::string Name() const { return (source.empty() ? "" : source + ": ") + script.path; }
 };
 
-// All of it as lines.
-std::string ReportText(const std::vector<CheckedScript>& scripts, bool colour);
+// Writes the report as the check goes on, so that it shows how far that came.
+class Report {
+ public:
+  explicit Report(bool colour);
+
+  // The paragraph of a script: what is known before it is called, and then the rest.
+  void Begin(const CheckedScript& checked);
+  void Complete(const CheckedScript& checked);
+  // The last line.
+  void SumUp();
+
+  // In the supervisor: what is missing from a report whose worker was lost.
+  static void TellLoss(const std::string& who, const std::string& how);
+
+ private:
+  void Add(const std::string& label, const char* kind, const char* colour, const Findings& findings);
+  std::string Coloured(const std::string& text, const std::string& colour) const;
+  void Write(const std::string& text) { output_.Write(text); }
+
+  bool colour_;
+  Output output_;
+};
 
 }  // namespace standin
 

@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -66,6 +67,16 @@ Value Named(const std::string& option, const std::map<std::string, Value>& value
   throw CLI::ValidationError(option, "expected one of " + names + ", got " + name);
 }
 
+// The number that `text` is, whole. Not CLI11's own conversion: that takes too large a number for the largest one.
+template <class Number>
+Number NumberFrom(const std::string& option, const std::string& text) {
+  Number number{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  Require(error != std::errc::result_out_of_range, option, "the number " + text + " is too large");
+  Require(error == std::errc() && end == text.data() + text.size(), option, "expected a number, got " + text);
+  return number;
+}
+
 bool Has(const OptionList& options, const std::string& key) {
   return std::any_of(options.begin(), options.end(), [&](const auto& option) { return option.first == key; });
 }
@@ -86,7 +97,7 @@ constexpr char kRunFooter[] = R"(Example:
 
 Standard output carries one line of JSON per collection (or the tokens); what scripts print goes to standard error,
 where the plug-in's messages and the statistics are. Without --log-level, TEV_API_LOG_LEVEL sets which messages are
-shown, and warnings are where that is not set. An interrupt ends the rounds; a second one ends the process at once.
+shown, and warnings are where that is not set. An interrupt ends the rounds after the running collection; a second one ends the process at once.
 With several scripts, script N's argument NAME also reaches every script as N-NAME.)";
 
 constexpr char kCheckFooter[] = R"(Example:
@@ -122,7 +133,7 @@ class Parser {
     AddLibraryOptions();
     AddNumber(
         "--repeat", command_.repeat, "N",
-        "Collect N times, " + std::to_string(Growth::kLeast) + " or more, and name scripts whose memory keeps growing");
+        "Collect N times; from " + std::to_string(Growth::kLeast) + " on, name scripts whose memory keeps growing");
 
     AddCommand("options", Action::kOptions, "Print the host options that a command line stands for", kOptionsFooter);
     AddFormat({{"lines", Format::kDefault}, {"json", Format::kJson}}, "lines (default) or json");
@@ -141,8 +152,7 @@ class Parser {
     Require(command_.count >= 0, "--count", "must not be negative");
     Require(command_.interval >= 0 && command_.interval <= kMaxInterval, "--interval", "must be a number of seconds");
     Require(command_.buffer_bytes > 0, "--buffer-bytes", "must be positive");
-    Require(command_.repeat == 1 || command_.repeat >= int64_t{Growth::kLeast}, "--repeat",
-            "growth shows in " + std::to_string(Growth::kLeast) + " collections or more");
+    Require(command_.repeat > 0, "--repeat", "must be positive");
     Require(!scripts_.empty() || !options_.empty() || !overrides_.empty(), "nothing to collect",
             "give --script, --config-dir or an option");
     Require(scripts_.empty() || !Has(options_, "python-import-config-dir"), "--config-dir",
@@ -178,7 +188,9 @@ class Parser {
 
   template <class Number>
   void AddNumber(const std::string& option, Number& field, const char* type, const std::string& help) {
-    added_->add_option(option, field, help)->type_name(type)->capture_default_str();
+    Add(option, type, help, [&field, option](auto& text) {
+      field = NumberFrom<Number>(option, text);
+    })->default_str(CLI::detail::to_string(field));
   }
 
   void AddFlag(const std::string& option, const char* help, const std::function<void()>& handler) {

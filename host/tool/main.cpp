@@ -1,24 +1,49 @@
 // rubruf-host: runs, checks and watches the scripts of the plug-in without the real host.
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <exception>
 #include <iostream>
 
 #include "host/tool/check.h"
+#include "host/tool/check_report.h"
 #include "host/tool/command_line.h"
 #include "host/tool/options_listing.h"
 #include "host/tool/run.h"
+#include "host/tool/supervisor.h"
 
 namespace {
+
+using standin::Complain;
+
+// What is closed would become the descriptor of the next file that is opened.
+void OpenStandardStreams() {
+  for (const int standard : {STDIN_FILENO, STDERR_FILENO}) {
+    if (fcntl(standard, F_GETFD) >= 0) continue;
+    const int null = open("/dev/null", O_RDWR);
+    if (null == standard) continue;
+    dup2(null, standard);
+    close(null);
+  }
+}
+
+// Scripts as authors want to see them: what they print comes at once, and nothing is written beside them.
+void PrepareEnvironment() {
+  setenv("PYTHONUNBUFFERED", "1", 0);
+  setenv("PYTHONDONTWRITEBYTECODE", "1", 0);
+}
 
 bool Execute(const standin::CommandLine& command) {
   switch (command.action) {
     case standin::Action::kRun:
-      return Run(command);
+      return standin::Supervise([&] { return Run(command); }, [](auto& who, auto& how) { Complain(who + ": " + how); });
     case standin::Action::kCheck:
-      return Check(command);
+      return standin::Supervise([&] { return CheckScripts(command); }, standin::Report::TellLoss);
     case standin::Action::kOptions:
       std::cout << ListOptions(command.options, command.format) << std::flush;
+      if (!std::cout) Complain("cannot write to standard output");
       return std::cout.good();
   }
   return false;
@@ -27,10 +52,9 @@ bool Execute(const standin::CommandLine& command) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  try {
-    return Execute(standin::ParseCommandLine(argc, argv)) ? EXIT_SUCCESS : EXIT_FAILURE;
-  } catch (const std::exception& error) {
-    std::cerr << "rubruf-host: " << error.what() << std::endl;
-    return EXIT_FAILURE;
-  }
+  OpenStandardStreams();
+  PrepareEnvironment();
+  bool success = false;
+  standin::Attempt([&] { success = Execute(standin::ParseCommandLine(argc, argv)); });
+  return success ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -3,14 +3,20 @@
 #include "host/tool/run.h"
 
 #include <iostream>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "host/standin/hosted_provider.h"
 #include "host/standin/json_writer.h"
-#include "host/tool/interrupt.h"
+#include "host/tool/checker.h"
 #include "host/tool/output.h"
+#include "host/tool/place.h"
+#include "host/tool/printable.h"
 #include "host/tool/statistics.h"
+#include "host/tool/supervisor.h"
+#include "host/tool/survey.h"
+#include "utils/log/log.h"
 
 namespace standin {
 namespace {
@@ -22,20 +28,30 @@ std::string Cause(const Collection& collection, const tev_data_serializer_t& buf
            std::to_string(buffer.capacity) + " bytes: raise --buffer-bytes";
   }
   const size_t count = collection.tokens.size();
-  const std::string after = " after " + std::to_string(count) + (count == 1 ? " token" : " tokens");
-  if (collection.status == TEV_PROGRESS_REFUSED) return "the plug-in makes no headway" + after;
+  if (collection.status == TEV_PROGRESS_REFUSED) {
+    return "the plug-in makes no headway after " + std::to_string(count) + (count == 1 ? " token" : " tokens");
+  }
   if (!collection.stuck()) return "the script could not be run: its error stands above";
-  return "the collection failed" + after + ", at a value that cannot be sent: \"rubruf-host check\" names its place";
+  return PlaceBehind(collection.tokens) +
+         " cannot be sent: \"rubruf-host check\" tells why, with --repeat N where it is so " + "only now and then";
 }
-
-void Complain(const std::string& message) { std::cerr << "rubruf-host: " << message << std::endl; }
 
 class Rounds {
  public:
-  Rounds(const CommandLine& command, HostedProvider& provider, Output& output)
-      : command_(command), provider_(provider), output_(output), sources_(provider.Sources()) {}
+  Rounds(const Plugin& plugin, const CommandLine& command, const std::vector<ConfiguredScript>& scripts,
+         HostedProvider& provider, Output& output)
+      : plugin_(plugin), command_(command), provider_(provider), output_(output), sources_(provider.Sources()) {
+    std::map<std::string, std::string> paths;
+    for (size_t i = 0; i < sources_.size(); ++i) {
+      const std::string path = i < scripts.size() ? scripts[i].path : "";
+      names_.push_back(sources_[i] + (path.empty() ? "" : ": " + path));
+      const auto [first, is_new] = paths.emplace(sources_[i], path);
+      if (!is_new)
+        Complain("warning: " + names_[i] + ": " + first->second + " has the same tag: give each script its own");
+    }
+  }
 
-  // True when every collection succeeded.
+  // True when every collection succeeded, and there was one.
   bool Run() {
     bool success = true;
     for (int64_t round = 0; !Ends() && (command_.count == 0 || round < command_.count); ++round) {
@@ -43,27 +59,37 @@ class Rounds {
       for (uint32_t index = 0; index < sources_.size() && !Ends(); ++index) success &= CollectFrom(index);
     }
     if (command_.stats) std::cerr << statistics_.Table();
-    return success;
+    if (collections_ == 0) Complain("interrupted before anything was collected");
+    return success && collections_ > 0;
   }
 
  private:
   bool Ends() const { return stuck_ || Interrupted(); }
 
   bool CollectFrom(uint32_t index) {
-    const std::string& source = sources_[index];
-    const Collection collection = provider_.Collect(index, &buffer_);
+    const Collection collection = Collected(index);
+    ++collections_;
     if (command_.stats) {
-      std::cerr << CostLine(source, collection) << std::endl;
-      statistics_.Add(source, collection);
+      std::cerr << CostLine(Printable(sources_[index]), collection) << std::endl;
+      statistics_.Add(Printable(sources_[index]), collection);
     }
-    const bool success = Show(source, collection);
+    const bool success = Show(index, collection);
     stuck_ = collection.stuck();
     if (stuck_) Complain("the provider holds on to that collection: no other one is possible");
     return success;
   }
 
+  Collection Collected(uint32_t index) {
+    if (*plugin_.Symbol<decltype(&::tev_log_level)>("tev_log_level") >= TEV_LOG_DEBUG) {
+      plugin_.Symbol<decltype(&::_tev_log)>("_tev_log")(TEV_LOG_DEBUG, "[rubruf-host] collecting %s",
+                                                        Printable(names_[index]).c_str());
+    }
+    const Step step(names_[index]);
+    return provider_.Collect(index, &buffer_);
+  }
+
   // Prints what one collection brought, and complains when it is not complete. True when it is.
-  bool Show(const std::string& source, const Collection& collection) {
+  bool Show(uint32_t index, const Collection& collection) {
     const bool as_tokens = command_.format == Format::kTokens;
     try {
       std::string lines;
@@ -72,23 +98,37 @@ class Rounds {
       }
       output_.Write(lines);
       if (!collection.complete()) throw BrokenStream(Cause(collection, buffer_));
-      const std::string json = ToJsonLine(source, collection.tokens);
+      const std::string json = ToJsonLine(sources_[index], collection.tokens);
       if (!as_tokens) output_.Write((command_.format == Format::kPretty ? Indented(json) : json) + '\n');
       return true;
     } catch (const BrokenStream& error) {
-      Complain(source + ": " + error.what());
+      Complain(names_[index] + ": " + error.what());
       return false;
     }
   }
 
+  const Plugin& plugin_;
   const CommandLine& command_;
   HostedProvider& provider_;
   Output& output_;
   const std::vector<std::string> sources_;
+  std::vector<std::string> names_;  // of the sources, with the scripts' paths
   tev_data_serializer_t buffer_{static_cast<size_t>(command_.buffer_bytes)};
   Statistics statistics_;
+  size_t collections_ = 0;
   bool stuck_ = false;
 };
+
+// Tells which script kept the provider from starting, because the plug-in's messages do not name it in every case.
+// Returns false, for convenience.
+bool ExplainStart(const Plugin& plugin, const std::vector<ConfiguredScript>& scripts) {
+  Checker checker(plugin);
+  for (const ConfiguredScript& script : scripts) checker.Bind(script);
+  for (const Checked& checked : checker.Release()) {
+    for (const std::string& error : checked.errors.listed) Complain(error);
+  }
+  return false;
+}
 
 }  // namespace
 
@@ -96,10 +136,16 @@ bool Run(const CommandLine& command) {
   Output output;
   const Plugin plugin(command.library);
   SetLogLevel(plugin, command.log_level);
-  CatchInterrupts();
+  const std::vector<ConfiguredScript> scripts = Survey(plugin, command.options);
   HostedProvider provider(plugin, command.options);
-  provider.Initialize();
-  return Rounds(command, provider, output).Run();
+  return Conclude([&] {
+    const bool started = Attempt([&] {
+      const Step step("the import, get_app_id or get_tag of a script");
+      provider.Initialize();
+    });
+    if (!started) return ExplainStart(plugin, scripts);
+    return Rounds(plugin, command, scripts, provider, output).Run();
+  });
 }
 
 }  // namespace standin

@@ -2,8 +2,14 @@
 
 #include "host/tool/survey.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <fstream>
 #include <functional>
 #include <stdexcept>
+#include <system_error>
 
 #include "host/standin/hosted_provider.h"
 #include "utils/log/log.h"
@@ -11,50 +17,70 @@
 namespace standin {
 namespace {
 
-std::vector<ConfiguredScript>* reading = nullptr;
-
 // The text behind `beginning`; null when `message` begins otherwise.
-const char* Behind(const std::string& beginning, const char* message) {
-  return std::string(message).compare(0, beginning.size(), beginning) == 0 ? message + beginning.size() : nullptr;
+const char* Behind(const std::string& beginning, const std::string& message) {
+  return message.compare(0, beginning.size(), beginning) == 0 ? message.c_str() + beginning.size() : nullptr;
 }
 
-void ReadMessage(int /*level*/, const char* message) {
+void Read(const std::string& message, std::vector<ConfiguredScript>* scripts) {
   static const std::string kProvider = "[python provider] \t";
   static const std::string kPair = kProvider + "\t" + std::string(19, ' ');
   if (Behind(kProvider + "script #", message)) {
-    reading->emplace_back();
-  } else if (reading->empty()) {
+    scripts->emplace_back();
+  } else if (scripts->empty()) {
     return;
   } else if (const char* path = Behind(kProvider + "\tscript path:       ", message)) {
-    reading->back().path = path;
+    scripts->back().path = path;
   } else if (const char* function = Behind(kProvider + "\tfunction name:     ", message)) {
-    reading->back().function = function;
+    scripts->back().function = function;
   } else if (const char* tag = Behind(kProvider + "\ttag:               ", message)) {
-    reading->back().tag = tag;
+    scripts->back().tag = tag;
   } else if (const char* pair = Behind(kPair, message)) {
-    reading->back().arguments.emplace_back(pair);
+    scripts->back().arguments.emplace_back(pair);
   }
 }
 
-// Has the plug-in's messages read while it lives.
-class Reader {
+// Has the plug-in's messages written to memory while it lives. Not a log function: what that gets is cut.
+class LogFile {
  public:
-  Reader(const Plugin& plugin, std::vector<ConfiguredScript>* scripts)
-      : set_log_func_(plugin.Symbol<decltype(&::set_log_func)>("set_log_func")),
-        level_(*plugin.Symbol<decltype(&::tev_log_level)>("tev_log_level")) {
-    reading = scripts;
-    set_log_func_(ReadMessage, TEV_LOG_INFO);
+  explicit LogFile(const Plugin& plugin)
+      : plugin_(plugin),
+        level_(*plugin.Symbol<decltype(&::tev_log_level)>("tev_log_level")),
+        memory_(memfd_create("log", MFD_CLOEXEC)) {
+    if (memory_ < 0) throw std::system_error(errno, std::generic_category(), "cannot keep messages");
+    const std::string path = "/proc/self/fd/" + std::to_string(memory_);
+    plugin.Symbol<decltype(&::tev_init_file_logger)>("tev_init_file_logger")(path.c_str(), TEV_LOG_INFO);
   }
-  ~Reader() {
-    set_log_func_(nullptr, level_);
-    reading = nullptr;
+  ~LogFile() {
+    plugin_.Symbol<decltype(&::tev_close_logger)>("tev_close_logger")();
+    plugin_.Symbol<decltype(&::tev_init_stderr_logger)>("tev_init_stderr_logger")(level_);
+    close(memory_);
   }
-  Reader(const Reader&) = delete;
-  Reader& operator=(const Reader&) = delete;
+  LogFile(const LogFile&) = delete;
+  LogFile& operator=(const LogFile&) = delete;
+
+  // Each message without its time and level. A line without them goes on with the message before it.
+  std::vector<std::string> Messages() const {
+    std::ifstream file("/proc/self/fd/" + std::to_string(memory_));
+    std::vector<std::string> messages;
+    for (std::string line; std::getline(file, line);) {
+      static const std::string kLevel = "] [info] ";
+      const size_t level = line.find(kLevel);
+      if (level == kTimeLength) {
+        messages.push_back(line.substr(level + kLevel.size()));
+      } else if (!messages.empty()) {
+        messages.back() += '\n' + line;
+      }
+    }
+    return messages;
+  }
 
  private:
-  decltype(&::set_log_func) set_log_func_;
+  static constexpr size_t kTimeLength = sizeof "[2026-11-22 22:15:00.012" - 1;
+
+  const Plugin& plugin_;
   int level_;
+  int memory_;
 };
 
 }  // namespace
@@ -66,12 +92,13 @@ bool ConfiguredScript::tag_configured() const {
 
 std::vector<ConfiguredScript> Survey(const Plugin& plugin, const OptionList& options) {
   std::vector<ConfiguredScript> scripts;
-  const Reader reader(plugin, &scripts);
+  const LogFile log(plugin);
   try {
     HostedProvider(plugin, options).Sources();
   } catch (const std::runtime_error&) {
-    scripts.clear();
+    return {};
   }
+  for (const std::string& message : log.Messages()) Read(message, &scripts);
   return scripts;
 }
 

@@ -1,0 +1,58 @@
+// Escapes by UTF-8's own structure.
+
+#include "host/tool/printable.h"
+
+#include <cstdio>
+
+namespace standin {
+namespace {
+
+unsigned char ByteAt(const std::string& text, size_t i) {
+  return i < text.size() ? static_cast<unsigned char>(text[i]) : '\0';
+}
+
+// The length of the UTF-8 character at `i`; 0 where there is none. Overlong forms and surrogates are none.
+size_t CharacterLength(const std::string& text, size_t i) {
+  const unsigned char first = ByteAt(text, i);
+  const unsigned char second = ByteAt(text, i + 1);
+  if (first < 0x80) return 1;
+  const size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+  if (first < 0xC2 || first > 0xF4) return 0;
+  if ((first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F)) return 0;
+  if ((first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F)) return 0;
+  for (size_t k = 1; k < length; ++k) {
+    if ((ByteAt(text, i + k) & 0xC0) != 0x80) return 0;
+  }
+  return length;
+}
+
+}  // namespace
+
+bool IsUtf8(const std::string& text) {
+  for (size_t i = 0; i < text.size();) {
+    const size_t length = CharacterLength(text, i);
+    if (length == 0) return false;
+    i += length;
+  }
+  return true;
+}
+
+std::string Printable(const std::string& text) {
+  std::string printable;
+  for (size_t i = 0; i < text.size();) {
+    const size_t length = CharacterLength(text, i);
+    const unsigned char last = ByteAt(text, length == 2 ? i + 1 : i);
+    const bool control = length == 1 ? last < 0x20 || last == 0x7F : length == 2 && text[i] == '\xC2' && last < 0xA0;
+    if (length != 0 && !control) {
+      printable.append(text, i, length);
+    } else {
+      char escape[5];
+      snprintf(escape, sizeof escape, "\\x%02x", static_cast<unsigned>(last));
+      printable += escape;
+    }
+    i += length == 0 ? 1 : length;
+  }
+  return printable;
+}
+
+}  // namespace standin
