@@ -3,6 +3,7 @@
 #include "utils/python_env/own_module.h"
 
 #include "utils/python_env/import_path.h"
+#include "utils/python_env/life.h"
 #include "utils/python_env/owned_ref.h"
 #include "utils/python_env/pending_error.h"
 
@@ -55,6 +56,7 @@ PyObject* LoadOwnModule(const char* python_file, unsigned number, PyObject** nam
   *name = UnusedName(file.get(), number).release();
   OwnedRef module(*name != nullptr ? Load(python_file, *name) : nullptr);
   if (!module) ReportFailedImport(file.get());
+  NoteImport(python_file);
   return module.release();
 }
 

@@ -2,23 +2,41 @@
 
 #include "utils/python_env/python_env.h"
 
+#include <unistd.h>
+
 #include <cstdlib>
 
 #include "utils/log/log.h"
 #include "utils/python_env/import_path.h"
 #include "utils/python_env/interpreter.h"
+#include "utils/python_env/life.h"
 #include "utils/python_env/python.h"
+#include "utils/python_env/python_runs.h"
 
 namespace {
 
 struct PythonEnvironment {
   uint32_t users;
-  bool interpreter_is_ours;  // started here, and so to be stopped here
+  pid_t process;             // the one that this life began in; children of a fork have others
+  bool interpreter_is_ours;  // started here, in this life or an earlier one, and so to be stopped here
+  bool joined;               // the interpreter was kept by an earlier life
+  PyGILState_STATE lock;     // if joined
 };
 
 PythonEnvironment* python_environment = nullptr;
 
+// Takes back what a failed start has made.
+int32_t GiveUp() {
+  free(python_environment);
+  python_environment = nullptr;
+  return -1;
+}
+
 }  // namespace
+
+bool PythonRuns() {
+  return python_environment != nullptr && python_environment->process == getpid() && Py_IsInitialized() != 0;
+}
 
 int32_t tev_python_environment_init(void) {
   if (python_environment != nullptr) {
@@ -27,7 +45,8 @@ int32_t tev_python_environment_init(void) {
   }
   if (!IsPythonOfThisBuild()) return -1;
   const bool runs_already = Py_IsInitialized() != 0;
-  if (runs_already && PyGILState_Check() == 0) {
+  const bool joins = runs_already && InterpreterIsKept();
+  if (runs_already && !joins && PyGILState_Check() == 0) {
     TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] an interpreter runs, and this thread does not hold its lock");
     return -1;
   }
@@ -36,16 +55,17 @@ int32_t tev_python_environment_init(void) {
     TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] could not create python environment");
     return -1;
   }
-  PromoteLibpython();
+  if (!OfferLibpython()) return GiveUp();
   if (!runs_already) StartInterpreter();
   if (const int initialized = Py_IsInitialized(); initialized == 0) {
     TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] Py_IsInitialized returned %d", initialized);
-    free(python_environment);
-    python_environment = nullptr;
-    return -1;
+    return GiveUp();
   }
   python_environment->users = 1;
-  python_environment->interpreter_is_ours = !runs_already || TakeBackInterpreter();
+  python_environment->process = getpid();
+  python_environment->interpreter_is_ours = !runs_already || joins;
+  python_environment->joined = joins;
+  if (joins) python_environment->lock = JoinInterpreter();
   return 0;
 }
 
@@ -68,17 +88,22 @@ PyObject* tev_python_environment_get_module(const char* python_file) {
   }
   const MallocText module_name = EnterDirectory(python_file);
   if (!module_name) return nullptr;
-  PyObject* module = PyImport_ImportModule(module_name.get());
+  const OwnedRef name(PyUnicode_DecodeFSDefault(module_name.get()));
+  PyObject* module = name ? PyImport_Import(name.get()) : nullptr;
   if (module == nullptr) ReportFailedImport(module_name.get());
+  NoteImport(python_file);
   return module;
 }
 
 int32_t tev_python_environment_finalize(void) {
   if (python_environment == nullptr) return 0;
   if (--python_environment->users != 0) return 0;
-  const bool interpreter_is_ours = python_environment->interpreter_is_ours;
+  const PythonEnvironment ended = *python_environment;
+  const bool runs = PythonRuns();
   free(python_environment);
   python_environment = nullptr;
-  if (!interpreter_is_ours || Py_IsInitialized() == 0) return 0;
-  return StopInterpreter();
+  // A forked child has the interpreter, but none of the threads that the interpreter would wait for.
+  if (!runs) return 0;
+  if (!ended.interpreter_is_ours) return FlushStreams();
+  return StopInterpreter(ended.joined ? &ended.lock : nullptr);
 }

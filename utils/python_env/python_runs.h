@@ -3,11 +3,9 @@
 #ifndef RUBRUF_UTILS_PYTHON_ENV_PYTHON_RUNS_H_
 #define RUBRUF_UTILS_PYTHON_ENV_PYTHON_RUNS_H_
 
-#include "utils/python_env/python.h"
-#include "utils/python_env/python_env.h"
-
-// The environment may be set beside a stopped interpreter: a script's SystemExit stops it, and the process's exit
-// handlers, which may well finalize the plug-in, are called after that.
-inline bool PythonRuns() { return tev_python_environment_is_set() != 0 && Py_IsInitialized() != 0; }
+// False without users of the interpreter, and in two cases with users. A script's SystemExit stops the interpreter, and
+// the process's exit handlers, which may finalize the plug-in, are called after that. And in a child of a fork the
+// interpreter's threads are missing, for which Python code would wait.
+bool PythonRuns();
 
 #endif  // RUBRUF_UTILS_PYTHON_ENV_PYTHON_RUNS_H_

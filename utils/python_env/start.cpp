@@ -1,15 +1,12 @@
 // The start of the interpreter: like Py_InitializeEx(0), but a failure is a message and not the end of the process.
 
-#define PY_SSIZE_T_CLEAN
-#include <Python.h>
-
 #include <csignal>
 #include <cstring>
 
 #include "utils/log/log.h"
 #include "utils/python_env/cpython_layout.h"
 #include "utils/python_env/interpreter.h"
-#include "utils/python_env/owned_ref.h"
+#include "utils/python_env/life.h"
 
 namespace {
 
@@ -78,5 +75,8 @@ void StartInterpreter() {
     status = Start(false);
   }
   if (PyStatus_Exception(status) != 0) LogFailure(status);
-  if (Py_IsInitialized() != 0) ReleaseInterrupt();
+  if (Py_IsInitialized() == 0) return;
+  ReleaseInterrupt();
+  LoadLife();
+  CallLife("begin");
 }

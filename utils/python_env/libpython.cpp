@@ -1,0 +1,55 @@
+// The process's libpython: its version, and its place in the global symbol scope.
+
+#include <dlfcn.h>
+
+#include <cstring>
+
+#include "utils/log/log.h"
+#include "utils/python_env/interpreter.h"
+
+namespace {
+
+constexpr char kVersion[] = Py_STRINGIFY(PY_MAJOR_VERSION) "." Py_STRINGIFY(PY_MINOR_VERSION) ".";
+
+void LogOtherPython(const char* version) {
+  TEV_UTIL_LOG(TEV_LOG_ERROR, "[python environment] the process has Python %.6s, and this library is made for %s*",
+               version, kVersion);
+}
+
+// Extension modules do not link libpython, and a host that loads us with RTLD_LOCAL keeps our dependencies to us.
+// Without success such an import fails with "undefined symbol", and everything else works.
+void PromoteLibpython() {
+  Dl_info info;
+  if (dladdr(reinterpret_cast<void*>(&Py_InitializeEx), &info) == 0) return;
+  void* library = dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD);
+  if (library == nullptr) return;
+  // Other namespaces than the first have no global scope; before 2.34 glibc crashes when asked for it.
+  Lmid_t space = LM_ID_BASE;
+  if (dlinfo(library, RTLD_DI_LMID, &space) == 0 && space == LM_ID_BASE) {
+    // It also stays loaded when we are unloaded: extension modules and threads of scripts may outlive us and need it.
+    void* promoted = dlopen(info.dli_fname, RTLD_NOW | RTLD_GLOBAL | RTLD_NOLOAD | RTLD_NODELETE);
+    // Scope and stay are the library's; only the handles end.
+    if (promoted != nullptr) dlclose(promoted);
+  }
+  dlclose(library);
+}
+
+}  // namespace
+
+// The inlined parts of CPython's interface are those of one version. Another one can come before it in the process,
+// from a host that links it.
+bool IsPythonOfThisBuild() {
+  if (strncmp(Py_GetVersion(), kVersion, strlen(kVersion)) == 0) return true;
+  LogOtherPython(Py_GetVersion());
+  return false;
+}
+
+bool OfferLibpython() {
+  PromoteLibpython();
+  // Extension modules bind to the first libpython of the global scope. Beside another one they would crash.
+  void* const none = dlsym(RTLD_DEFAULT, "_Py_NoneStruct");
+  if (none == nullptr || none == Py_None) return true;
+  const auto version = reinterpret_cast<decltype(&Py_GetVersion)>(dlsym(RTLD_DEFAULT, "Py_GetVersion"));
+  LogOtherPython(version != nullptr ? version() : "");
+  return false;
+}
