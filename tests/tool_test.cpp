@@ -1,9 +1,12 @@
 // rubruf-host, run as its users run it: what it prints, and its exit status.
 
+#include <gmock/gmock.h>
 #include <sys/wait.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <regex>
+#include <set>
 
 #include "tests/provider_test_base.h"
 
@@ -203,6 +206,68 @@ TEST_F(ToolTest, NamesTheScriptThatEndsOrBlocksTheProcess) {
   ExpectAll({"[1]}\nstatus 0"}, Run("--script x.py", "2>&-"));
   ExpectAll({"cannot write to standard output"}, Run("options --script x.py", "2>&1 >/dev/full"));
   ExpectAll({"[debug] [rubruf-host] collecting dict_x: x.py"}, Run("--script x.py --tag x --log-level debug"));
+}
+
+TEST_F(ToolTest, TellsMistakesOfConfigurations) {
+  Write("b/x.py", "def collect(args): return [len(args)]\n");
+  const std::pair<std::string, std::string> cases[] = {
+      {"force_sync = true", ":1: the key force_sync is unknown and ignored: did you mean force-sync?"},
+      {"\nTag = x", ":2: the key Tag is unknown and ignored: did you mean tag?"},
+      {"func = go", "did you mean function?"},
+      {"args-zone = 1", "did you mean arg-NAME?"},
+      {"enabled = false", "did you mean enable?"},
+      {"xyz = false", "known are file, "},
+      {"enable = 1\nenable = true", ":2: enable is set again: line 1 does not count"},
+      {"enable = yes", ":1: enable = yes is no boolean, and leaves the script out"},
+      {"enable = false", "note: b/x.cfg:1: disabled"},
+      {"force-sync = on", ":1: force-sync = on is no boolean, and off"},
+      {"\xef\xbb\xbftag = x", ":1: the byte-order mark"},
+      {"tag = x # note", ":1: the comment is part of the value"},
+      {"[section]", ":1: without \"=\" the line is ignored: [section]"},
+      {"# tag = old\n# note", ": 0 errors, 0 warnings"},
+  };
+  for (const auto& [text, said] : cases) {
+    Write("b/x.cfg", text + "\n");
+    ExpectAll({said}, Run("check b"));
+  }
+  ExpectAll(
+      {"option python-import-2-tags: unknown", "python-import-2-tag", "script 2 has no option python-import-2-file"},
+      Run("check --enable-provider python --option python-import-num-scripts=2 --option python-import-1-file=b/x.py "
+          "--option python-import-2-tags=x"));
+  std::filesystem::create_symlink("nowhere", dir_ / "b/README");
+  for (const char* command : {"run b", "check b"})
+    ExpectAll({"b/README: the link leads nowhere", "status 1"}, Run(command));
+}
+
+TEST_F(ToolTest, TakesScriptsCfgFilesAndDirectories) {
+  Write("x.py", "def collect(args): return [args.get('zone') or 'none']\n");
+  Write("b/x.py", "def collect(args): return [args.get('zone') or 'none']\n");
+  Write("b/x.cfg", "tag = one\narg-zone = north\nenable = false\nTag = 1\n");
+  Write("b/y.cfg", "file = ../x.py\ntag = two\narg-zone = south\n");
+  const std::string one = R"({"source": "dict_one", )";
+  ExpectAll({R"("data": ["none"]})", "status 0"}, Run("x.py"));
+  ExpectAll({"b/x.py is configured by b/x.cfg, which is disabled for a host", one, R"(["north"])"}, Run("run b/x.py"));
+  ExpectAll({"b/x.cfg:4: the key Tag", "dict_one: b/x.py"}, Run("check b/x.cfg"));
+  ExpectAll({R"("dict_two")", R"(["south"])", "status 0"}, Run("run b"));
+  ExpectAll({one, R"("dict_two")", "status 0"}, Run("b/x.cfg b"));
+  ExpectAll({R"("dict_x", )", R"(["east"])", "status 0"}, Run("b/x.py --tag x --arg zone=east"));
+  ExpectAll({R"("dict_two")", "status 0"}, Run("run b --only two"));
+  ExpectAll({"there is no none, but two", "status 2"}, Run("run b --only none"));
+  ExpectAll({"unknown command: did you mean check?", "status 2"}, Run("chek x.py"));
+  ExpectAll({"Number of scripts: 1"}, Run("x.py --log-file log --log-level info", ">&2; cat log"));
+}
+
+TEST_F(ToolTest, HelpAndManPageHaveTheSameFlags) {
+  const std::regex flag("--[a-z-]+[a-z]");
+  const auto flags = [&](std::string text) {
+    text = std::regex_replace(text, std::regex("\\\\-"), "-");
+    return std::set<std::string>(std::sregex_token_iterator(text.begin(), text.end(), flag), {});
+  };
+  std::ifstream page(RUBRUF_SOURCE_DIR "/docs/rubruf-host.1");
+  std::set<std::string> documented = flags({std::istreambuf_iterator<char>(page), {}});
+  std::set<std::string> helped = flags(Run("--help") + Run("run --help") + Run("check --help") + Run("options --help"));
+  helped.erase("--help");
+  EXPECT_THAT(documented, ::testing::ContainerEq(helped));
 }
 
 TEST_F(ToolTest, ChecksScriptsWhateverTheirPaths) {

@@ -8,14 +8,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <optional>
 
 #include "host/standin/hosted_provider.h"
 #include "host/tool/check_report.h"
 #include "host/tool/checker.h"
+#include "host/tool/configuration.h"
 #include "host/tool/growth.h"
 #include "host/tool/printable.h"
 #include "host/tool/supervisor.h"
-#include "provider/option_keys.h"
 
 namespace standin {
 namespace {
@@ -25,22 +26,19 @@ void Add(const Checked& found, CheckedScript* checked) {
   checked->warnings.Add(found.warnings);
 }
 
-// The options choose one of three ways to configure scripts; in two of them .cfg files do it.
-bool ConfiguredByFiles(const OptionList& options) {
-  std::map<std::string, std::string> values;
-  for (const auto& [key, value] : options) values[key] = value;
-  return values.count(kConfigDirOption) > 0 || values[kEnableProviderOption].find(kProviderName) == std::string::npos;
-}
-
 class Check {
  public:
   // Starts Python and imports the scripts. The plug-in must outlive the object.
-  Check(const Plugin& plugin, const CommandLine& command)
-      : report_(WantsColour()),
-        scripts_(Configured(Survey(plugin, command.options), command.options)),
-        checker_(plugin) {
+  Check(const Plugin& plugin, const CommandLine& command) : report_(WantsColour()) {
+    Remarks remarks = command.remarks;
+    remarks.notes.insert(remarks.notes.end(), command.told.begin(), command.told.end());
+    const std::vector<CfgFile> files = ReadConfiguration(command.options, &remarks);
+    report_.Add(remarks);
+    scripts_ = Configured(Survey(plugin, command.options), files);
     SharedTally().scripts = static_cast<uint32_t>(scripts_.size());
-    for (const CheckedScript& checked : scripts_) checker_.Bind(checked.script);
+    SetUpLog(plugin, command);
+    checker_.emplace(plugin);
+    for (const CheckedScript& checked : scripts_) checker_->Bind(checked.script);
   }
 
   // Has the provider bind the scripts. False, after a complaint, when it fails.
@@ -50,7 +48,7 @@ class Check {
       provider.Initialize();
       NameSources(provider.Sources());
     });
-    const std::vector<Checked> findings = checker_.Release();
+    const std::vector<Checked> findings = checker_->Release();
     for (size_t i = 0; i < scripts_.size(); ++i) {
       Add(findings[i], &scripts_[i]);
       scripts_[i].sound = findings[i].errors.count == 0;
@@ -76,13 +74,16 @@ class Check {
     return isatty(STDOUT_FILENO) == 1 && (!no_colour || *no_colour == '\0');
   }
 
-  static std::vector<CheckedScript> Configured(std::vector<ConfiguredScript> scripts, const OptionList& options) {
-    const char* const configuration = ConfiguredByFiles(options) ? "its .cfg file" : "the options";
+  static std::vector<CheckedScript> Configured(std::vector<ConfiguredScript> scripts,
+                                               const std::vector<CfgFile>& files) {
+    const bool by_files = !scripts.empty() && files.size() == scripts.size();
+    const char* const configuration = by_files ? "its .cfg file" : "the options";
     std::vector<CheckedScript> checked;
     for (ConfiguredScript& script : scripts) {
       CheckedScript& added = checked.emplace_back();
       added.tag_origin = script.tag_configured() ? configuration : "get_tag or the path";
       added.script = std::move(script);
+      if (by_files) added.cfg_path = files[checked.size() - 1].path;
       for (const std::string& argument : added.script.arguments) {
         if (!IsUtf8(argument)) added.errors.Add(added.script.path + ": the argument " + argument + " is not UTF-8");
       }
@@ -113,14 +114,14 @@ class Check {
       CollectOnce(provider, index);
       if (times < int64_t{Growth::kLeast}) continue;
       malloc_trim(0);  // free pages, which would take in what a script keeps, and hide it
-      const Checker::Memory memory = checker_.MemoryInUse();
+      const Checker::Memory memory = checker_->MemoryInUse();
       blocks.Add(memory.blocks);
       resident.Add(memory.resident_bytes);
     }
     Judge(blocks, 1, "the interpreter's memory", "blocks", &checked);
     Judge(resident, 1024, "resident memory", "KiB", &checked);
     const Step step(checked.Name() + ", which has threads");
-    Add(checker_.Threads(index), &checked);
+    Add(checker_->Threads(index), &checked);
   }
 
   void CollectOnce(HostedProvider& provider, uint32_t index) {
@@ -128,7 +129,7 @@ class Check {
     const Step step(checked.Name());
     const Collection collection = provider.Collect(index, &buffer_);
     stuck_ = collection.stuck();
-    const std::optional<Checked> found = checker_.Take();
+    const std::optional<Checked> found = checker_->Take();
     ++checked.collections;
     checked.tokens = collection.tokens.size();
     if (found) {
@@ -155,7 +156,7 @@ class Check {
 
   Report report_;
   std::vector<CheckedScript> scripts_;
-  Checker checker_;
+  std::optional<Checker> checker_;
   tev_data_serializer_t buffer_;
   bool stuck_ = false;
 };
@@ -164,12 +165,11 @@ class Check {
 
 bool CheckScripts(const CommandLine& command) {
   const Plugin plugin(command.library);
-  SetLogLevel(plugin, command.log_level);
   Check check(plugin, command);
-  HostedProvider provider(plugin, command.options);
+  std::optional<HostedProvider> provider;
   return Conclude([&] {
-    const bool started = check.Start(provider);
-    check.Collect(started ? &provider : nullptr, command.repeat);
+    const bool started = Attempt([&] { provider.emplace(plugin, command.options); }) && check.Start(*provider);
+    check.Collect(started ? &*provider : nullptr, command.repeat);
     return started && !Interrupted() && SharedTally().errors == 0;
   });
 }

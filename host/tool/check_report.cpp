@@ -31,8 +31,20 @@ std::string SummaryLine() {
 
 Report::Report(bool colour) : colour_(colour) {}
 
+void Report::Add(const Remarks& remarks) {
+  const auto add = [this](const char* kind, const char* colour, const std::vector<std::string>& texts) {
+    for (const std::string& text : texts) Write(Coloured(kind, colour) + ": " + Printable(text) + '\n');
+  };
+  add("error", "31", remarks.errors);
+  add("warning", "33", remarks.warnings);
+  add("note", "36", remarks.notes);
+  SharedTally().errors += static_cast<uint32_t>(remarks.errors.size());
+  SharedTally().warnings += static_cast<uint32_t>(remarks.warnings.size());
+}
+
 void Report::Begin(const CheckedScript& checked) {
-  Write(Printable(checked.Name()) + "\n  " + Printable(checked.script.function) + '(' +
+  const std::string configured = checked.cfg_path.empty() ? "" : ", by " + checked.cfg_path;
+  Write(Printable(checked.Name() + configured) + "\n  " + Printable(checked.script.function) + '(' +
         Printable(Joined(checked.script.arguments)) + "), tag from " + Printable(checked.tag_origin) + ": ");
   SharedTally().line_is_open = true;
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/tool/checker.h"
+#include "host/tool/configuration.h"
 #include "host/tool/output.h"
 #include "host/tool/survey.h"
 
@@ -15,7 +16,8 @@ namespace standin {
 
 struct CheckedScript {
   ConfiguredScript script;
-  std::string source = {};  // empty: the provider did not come so far
+  std::string cfg_path = {};  // of the file that configures it, if one does
+  std::string source = {};    // empty: the provider did not come so far
   std::string tag_origin = {};
   bool sound = true;  // it can be called, and has returned nothing but what can be sent
   Findings errors;
@@ -33,6 +35,8 @@ class Report {
  public:
   explicit Report(bool colour);
 
+  // What there is to say of the configuration.
+  void Add(const Remarks& remarks);
   // The paragraph of a script: what is known before it is called, and then the rest.
   void Begin(const CheckedScript& checked);
   void Complete(const CheckedScript& checked);

@@ -10,8 +10,12 @@
 #include <functional>
 #include <map>
 
+#include "host/standin/hosted_provider.h"
 #include "host/standin/plugin.h"
+#include "host/tool/configuration.h"
 #include "host/tool/growth.h"
+#include "host/tool/nearest.h"
+#include "provider/option_keys.h"
 #include "utils/log/log.h"
 
 namespace standin {
@@ -143,9 +147,10 @@ class Parser {
   CommandLine Parse(int argc, char** argv) {
     std::vector<std::string> arguments(argv + 1, argv + argc);
     const std::string first = arguments.empty() ? "-" : arguments[0];
-    const bool names_command = first.empty() || first[0] != '-';
+    const bool names_command = first.empty() || (first[0] != '-' && !std::filesystem::exists(first));
     const bool asks = first == "--help" || first == "-h" || first == "--version";
     if (!names_command && !asks) arguments.insert(arguments.begin(), "run");
+    if (names_command && !asks) RequireCommand(first);
     std::reverse(arguments.begin(), arguments.end());  // as CLI11 takes them
     app_.parse(arguments);
 
@@ -153,8 +158,9 @@ class Parser {
     Require(command_.interval >= 0 && command_.interval <= kMaxInterval, "--interval", "must be a number of seconds");
     Require(command_.buffer_bytes > 0, "--buffer-bytes", "must be positive");
     Require(command_.repeat > 0, "--repeat", "must be positive");
+    AddTargets();
     Require(!scripts_.empty() || !options_.empty() || !overrides_.empty(), "nothing to collect",
-            "give --script, --config-dir or an option");
+            "name scripts, .cfg files or directories, or give an option");
     Require(scripts_.empty() || !Has(options_, "python-import-config-dir"), "--config-dir",
             "serves the scripts of its .cfg files, and no --script beside them");
     if (command_.library.empty()) command_.library = DefaultLibrary();
@@ -201,12 +207,90 @@ class Parser {
     Add("--format", "FORMAT", help, [=](auto& name) { command_.format = Named("--format", formats, name); });
   }
 
+  void RequireCommand(const std::string& name) {
+    static const std::vector<std::string> kCommands = {"run", "check", "options"};
+    if (std::find(kCommands.begin(), kCommands.end(), name) != kCommands.end()) return;
+    throw CLI::ValidationError(name, "unknown command: " + Suggestion(name, kCommands));
+  }
+
+  // A directory alone is the plug-in's own way. All else becomes scripts by options.
+  void AddTargets() {
+    if (targets_.size() == 1 && only_.empty() && pending_option_.empty() && scripts_.empty() &&
+        std::filesystem::is_directory(targets_[0])) {
+      options_.emplace_back(kConfigDirOption, targets_[0]);
+      return;
+    }
+    std::vector<CfgFile> files;
+    for (const std::string& target : targets_) AddTarget(target, &files);
+    Require(pending_option_.empty() || files.size() == 1, pending_option_,
+            "belongs to one script: name just one, or give the option behind its --script");
+    std::string tags;
+    for (const CfgFile& file : files) {
+      const std::string stem = std::filesystem::path(file.Value("file")).stem();
+      const std::string tag = file.Value("tag").empty() ? stem : file.Value("tag");
+      tags += (tags.empty() ? "" : ", ") + tag;
+      if (only_.empty() || only_ == tag || only_ == "dict_" + tag || only_ == stem) scripts_.push_back(FromFile(file));
+    }
+    Require(only_.empty() || !scripts_.empty(), "--only",
+            "there is no " + only_ + ", but " + (tags.empty() ? "no script" : tags));
+  }
+
+  // A file that the user names is used even if it is disabled.
+  CfgFile NamedFile(const std::string& path) {
+    const CfgFile file = ReadCfgFile(path, &command_.remarks);
+    command_.remarks.notes.clear();
+    command_.told.push_back(file.Value("file") + " is configured by " + path +
+                            (file.enabled ? "" : ", which is disabled for a host"));
+    return file;
+  }
+
+  void AddTarget(const std::string& target, std::vector<CfgFile>* files) {
+    const std::filesystem::path path(target);
+    try {
+      if (std::filesystem::is_directory(path)) {
+        for (CfgFile& file : ReadCfgDirectory(target, &command_.remarks)) {
+          if (file.enabled) files->push_back(std::move(file));
+        }
+      } else if (path.extension() == ".cfg") {
+        files->push_back(NamedFile(target));
+      } else if (const auto beside = std::filesystem::path(path).replace_extension(".cfg");
+                 std::filesystem::exists(beside)) {
+        files->push_back(NamedFile(beside));
+      } else {
+        files->push_back({target, true, {{"file", target}}});
+      }
+    } catch (const std::runtime_error& error) {
+      throw CLI::ValidationError(target, error.what());
+    }
+  }
+
+  Script FromFile(const CfgFile& file) {
+    Script script;
+    for (const auto& [key, value] : file.settings) {
+      if (key.compare(0, 4, "arg-") == 0) {
+        script.arguments.emplace_back(key.substr(4), value);
+      } else if (key != "enable") {
+        script.settings.emplace_back(key, value);
+      }
+    }
+    script.settings.insert(script.settings.end(), pending_.settings.begin(), pending_.settings.end());
+    script.arguments.insert(script.arguments.end(), pending_.arguments.begin(), pending_.arguments.end());
+    return script;
+  }
+
   Script& LastScript(const std::string& option) {
-    Require(!scripts_.empty(), option, "belongs to the --script before it, and there is none");
-    return scripts_.back();
+    if (scripts_.empty()) pending_option_ = option;
+    return scripts_.empty() ? pending_ : scripts_.back();
   }
 
   void AddScriptOptions() {
+    added_
+        ->add_option(
+            "WHAT", targets_,
+            "Scripts, .cfg files and directories of .cfg files. A script with a .cfg file of its name beside it "
+            "is configured by that")
+        ->type_name("");
+    Add("--only", "TAG", "Of WHAT, only the script with this tag or file name", [this](auto& tag) { only_ = tag; });
     Add("--script", "FILE", "Serve this script; may be repeated", [this](auto& file) {
       scripts_.push_back({{{"file", file}}, {}});
     });
@@ -246,6 +330,9 @@ class Parser {
         [this](auto& path) { command_.library = path; });
     Add("--log-level", "LEVEL", "The plug-in's messages to show: error, warning, info, debug, or 0 to 7",
         [this](auto& name) { command_.log_level = Named("--log-level", kLevels, name); });
+    Add("--log-file", "PATH", "Write the plug-in's messages to this file",
+        [this](auto& path) { command_.log_file = path; });
+    AddFlag("--log-syslog", "Send the plug-in's messages to the system log", [this] { command_.log_syslog = true; });
   }
 
   void AddRunOptions() {
@@ -264,12 +351,29 @@ class Parser {
                 "rubruf-host"};
   CLI::App* added_ = nullptr;  // the command whose options are being added
   CommandLine command_;
+  std::vector<std::string> targets_;
+  std::string only_;
   std::vector<Script> scripts_;
+  Script pending_;  // what stands before any --script: for the only one of WHAT
+  std::string pending_option_;
   OptionList options_;
   OptionList overrides_;
 };
 
 }  // namespace
+
+void SetUpLog(const Plugin& plugin, const CommandLine& command) {
+  SetLogLevel(plugin, command.log_level);
+  int level = *plugin.Symbol<decltype(&::tev_log_level)>("tev_log_level");
+  const char* const from_environment = std::getenv("TEV_API_LOG_LEVEL");
+  if (level < 0 && from_environment) level = std::atoi(from_environment);
+  if (command.log_syslog) {
+    plugin.Symbol<decltype(&::tev_init_syslog_logger)>("tev_init_syslog_logger")("rubruf-host", level);
+  }
+  if (command.log_file.empty()) return;
+  const auto log_to = plugin.Symbol<decltype(&::tev_init_file_logger)>("tev_init_file_logger");
+  if (!log_to(command.log_file.c_str(), level)) throw std::runtime_error(command.log_file + ": cannot be written");
+}
 
 CommandLine ParseCommandLine(int argc, char** argv) {
   Parser parser;

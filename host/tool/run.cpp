@@ -10,6 +10,7 @@
 #include "host/standin/hosted_provider.h"
 #include "host/standin/json_writer.h"
 #include "host/tool/checker.h"
+#include "host/tool/configuration.h"
 #include "host/tool/output.h"
 #include "host/tool/place.h"
 #include "host/tool/printable.h"
@@ -119,6 +120,15 @@ class Rounds {
   bool stuck_ = false;
 };
 
+// Names the files and options for which the plug-in refuses the options, because its messages do not in every case.
+void ExplainRefusal(const OptionList& options) {
+  Remarks remarks;
+  ReadConfiguration(options, &remarks);
+  for (const auto* texts : {&remarks.errors, &remarks.warnings, &remarks.notes}) {
+    for (const std::string& text : *texts) Complain(text);
+  }
+}
+
 // Tells which script kept the provider from starting, because the plug-in's messages do not name it in every case.
 // Returns false, for convenience.
 bool ExplainStart(const Plugin& plugin, const std::vector<ConfiguredScript>& scripts) {
@@ -135,8 +145,10 @@ bool ExplainStart(const Plugin& plugin, const std::vector<ConfiguredScript>& scr
 bool Run(const CommandLine& command) {
   Output output;
   const Plugin plugin(command.library);
-  SetLogLevel(plugin, command.log_level);
   const std::vector<ConfiguredScript> scripts = Survey(plugin, command.options);
+  SetUpLog(plugin, command);
+  if (scripts.empty()) ExplainRefusal(command.options);
+  for (const std::string& told : command.told) Complain(told);
   HostedProvider provider(plugin, command.options);
   return Conclude([&] {
     const bool started = Attempt([&] {
