@@ -95,7 +95,6 @@ class MemoryTest : public ProviderTest {
         ++first;
       }
       EXPECT_GT(first, 60) << all;
-      RecordProperty(all ? "from_one_on" : "one", first - 1);
     }
     std::set<std::string> told{"memory allocation error",
                                "Memory allocation error; could not load module; aborting initialization"};
