@@ -3,7 +3,8 @@
 // The layer has no lock of its own and leaves the global interpreter lock where it is: the thread that starts the
 // interpreter holds it from then on, and that thread alone may use Python and this layer, one call at a time. Only the
 // last finalize gives it away for moments, while threads of scripts are ending. An interpreter that runs already is
-// used as it is; it is left running if it is the host's, and stopped if an earlier finalize could not do that.
+// used as it is, and left running if it is the host's. One that an earlier finalize has kept is used again, on any
+// thread.
 
 #ifndef RUBRUF_UTILS_PYTHON_ENV_PYTHON_ENV_H_
 #define RUBRUF_UTILS_PYTHON_ENV_PYTHON_ENV_H_
@@ -20,7 +21,7 @@ extern "C" {
 typedef struct _object PyObject;
 
 // Starts the interpreter (without signal handlers) or counts one more user. 0 on success, -1 after an error message; a
-// later call then tries again. Where an interpreter runs already, the calling thread must hold its lock.
+// later call then tries again. Where an interpreter of the host's runs already, the calling thread must hold its lock.
 TEV_EXPORT int32_t tev_python_environment_init(void);
 
 // 1 while the interpreter has users, else 0.
@@ -34,9 +35,10 @@ TEV_EXPORT void tev_python_environment_print_error(void);
 // null after an error message; a Python error is then printed and cleared. Files of the same name share one module.
 TEV_EXPORT PyObject* tev_python_environment_get_module(const char* python_file);
 
-// Gives up one user; the last one stops the interpreter, if the first one started it and no threads of scripts are left
-// that it would not wait for (a warning tells). 0 on success, also when nothing was started; -1 when the interpreter
-// reported errors while stopping, which it has done all the same.
+// Gives up one user. The last one stops the interpreter, unless it is the host's, or would not come up again because of
+// what scripts have loaded or left; then it is kept, after a message, and its lock is given back. In a forked child the
+// interpreter is only let go. 0 on success, also when nothing was started; -1 when the interpreter or its streams
+// reported errors, which changes nothing else.
 TEV_EXPORT int32_t tev_python_environment_finalize(void);
 
 #ifdef __cplusplus
