@@ -17,10 +17,10 @@ std::string Plain(std::string name) {
 size_t Distance(const std::string& a, const std::string& b) {
   std::vector<size_t> row(b.size() + 1);
   std::iota(row.begin(), row.end(), 0);
-  for (size_t i = 0; i < a.size(); ++i) {
+  for (const char c : a) {
     size_t diagonal = row[0]++;
     for (size_t k = 0; k < b.size(); ++k) {
-      const size_t replaced = diagonal + (a[i] == b[k] ? 0 : 1);
+      const size_t replaced = diagonal + (c == b[k] ? 0 : 1);
       diagonal = row[k + 1];
       row[k + 1] = std::min({replaced, row[k] + 1, diagonal + 1});
     }
