@@ -71,7 +71,7 @@ void PythonEventProvider::Finalize(tev_event_provider_t* /*provider*/) {
   key_ids.clear();
   // A stuck walk may have left a pending error. It is cleared because destructors of the scripts' objects may run
   // Python code, which expects no pending error.
-  if (PythonRuns()) PyErr_Clear();
+  if (python_started && PythonRuns()) PyErr_Clear();
   DestroyScriptConfigs(script_configs);
   ResetWalk();
   if (python_started) {

@@ -61,15 +61,15 @@ class PythonEventProvider::ScriptConfig {
   PyObject* module_dict = nullptr;  // owned
   PyObject* function = nullptr;     // owned
   PyObject* args_dict = nullptr;    // owned
-  PyObject* own_name = nullptr;     // owned; the name of a module of its own in sys.modules
   tev_dict_t* script_dict = nullptr;
   std::string script_path;
   std::string function_name;
   std::string tag;  // empty, or "dict_" and the tag text
   uint8_t index;
   bool is_set = false;
-  bool own_module = false;  // loaded from its path, whatever other modules are called
-  uint32_t force_sync = 0;  // the status of a complete collection: 0, or 2 to ask for a synchronisation
+  uint32_t force_sync = 0;       // the status of a complete collection: 0, or 2 to ask for a synchronisation
+  bool own_module = false;       // loaded from its path, whatever other modules are called
+  PyObject* own_name = nullptr;  // owned; the name of a module of its own in sys.modules
 };
 
 // Destroys all records of a list and empties it.

@@ -325,8 +325,14 @@ TEST_F(LifecycleTest, LeavesAnInterpreterOfTheHostRunning) {
   EXPECT_FALSE(Initialize());
   EXPECT_EQ(Problems(), Messages{Error("already initialized")});
   EXPECT_TRUE(Collect().complete());
+  EXPECT_EQ(tev_python_environment_init(), 0) << "the host is a user too";
   Finalize();
+  Library().Symbol<void (*)(void*, const char*)>("PyErr_SetString")(*Library().Symbol<void**>("PyExc_ValueError"), "");
+  Finalize();
+  EXPECT_NE(Library().Symbol<void* (*)()>("PyErr_Occurred")(), nullptr) << "a second finalize took the host's error";
+  Library().Symbol<void (*)()>("PyErr_Clear")();
   EXPECT_TRUE(Python("import s"));
+  EXPECT_EQ(tev_python_environment_finalize(), 0);
   EXPECT_EQ(Library().Symbol<int (*)()>("Py_FinalizeEx")(), 0);
 }
 
