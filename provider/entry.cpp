@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "provider/catch_bad_alloc.h"
+#include "provider/host_log.h"
 #include "provider/provider.h"
 #include "utils/log/log.h"
 
@@ -53,9 +54,11 @@ uint32_t python_event_provider_noop_1() { return 1; }
 
 tev_progress_status_t python_event_provider_progress(tev_event_provider_t* provider, uint32_t source_index,
                                                      tev_data_serializer_t* serializer) {
-  return CatchBadAlloc(TEV_PROGRESS_ERROR, [=] {
+  const tev_progress_status_t status = CatchBadAlloc(TEV_PROGRESS_ERROR, [=] {
     return ProviderOf(provider)->Progress(serializer, static_cast<unsigned char>(source_index));
   });
+  host_log::Flush();
+  return status;
 }
 
 uint32_t python_event_provider_noop_2() { return 1; }
@@ -63,7 +66,10 @@ uint32_t python_event_provider_noop_2() { return 1; }
 void python_event_provider_finalize(tev_event_provider_t* provider) { ProviderOf(provider)->Finalize(provider); }
 
 tev_source_array_t* python_event_provider_get_sources(tev_event_provider_t* provider) {
-  return CatchBadAlloc<tev_source_array_t*>(nullptr, [=] { return CreateSources(ProviderOf(provider)); });
+  auto* const sources =
+      CatchBadAlloc<tev_source_array_t*>(nullptr, [=] { return CreateSources(ProviderOf(provider)); });
+  host_log::Flush();
+  return sources;
 }
 
 // The numbers are fixed; their meaning is known to the host alone.
@@ -78,7 +84,9 @@ uint32_t python_event_provider_fill_record(void* /*unused*/, void* /*unused*/, v
 }  // namespace
 
 bool python_event_provider_initialize(tev_event_provider_t* provider, tev_type_system_t* type_system) {
-  return ProviderOf(provider)->Initialize(provider, type_system);
+  const bool success = ProviderOf(provider)->Initialize(provider, type_system);
+  host_log::Flush();
+  return success;
 }
 
 tev_event_provider_t* construct_event_provider(tev_custom_options* options) {

@@ -4,7 +4,9 @@
 #include <cstdlib>
 
 #include "provider/catch_bad_alloc.h"
+#include "provider/host_log.h"
 #include "provider/provider.h"
+#include "provider/rubruf_module.h"
 #include "provider/script_config.h"
 #include "utils/log/log.h"
 #include "utils/python_env/python_env.h"
@@ -21,6 +23,8 @@ bool PythonEventProvider::Initialize(tev_event_provider_t* provider, tev_type_sy
     return false;
   }
   python_started = 1;
+  host_log::Begin();
+  rubruf_module::Install(this);
   if (CatchBadAlloc(false, [=] { return SetUp(provider, type_system); })) return true;
   TEV_LOG(TEV_LOG_ERROR, "[python provider] aborting initialization");
   Finalize(provider);
@@ -29,7 +33,7 @@ bool PythonEventProvider::Initialize(tev_event_provider_t* provider, tev_type_sy
 
 bool PythonEventProvider::SetUp(tev_event_provider_t* provider, tev_type_system_t* type_system) {
   for (ScriptConfig* script : script_configs) {
-    if (!script->SetPythonAttributes()) return false;
+    if (!script->Bind()) return false;
   }
   return SetAppID() && SetSchema(provider, type_system);
 }
@@ -46,7 +50,7 @@ bool PythonEventProvider::SetAppID() {
     }
     TEV_LOG(TEV_LOG_ERROR, "[python provider] ignoring invalid app ID (from %s)", script->script_path.c_str());
     std::fill(std::begin(app_id), std::end(app_id), uint8_t{0});
-    no_invalid_text = false;
+    if (!script->tolerant) no_invalid_text = false;
   }
   return no_invalid_text;
 }
@@ -72,6 +76,7 @@ void PythonEventProvider::Finalize(tev_event_provider_t* /*provider*/) {
   // A stuck walk may have left a pending error. It is cleared because destructors of the scripts' objects may run
   // Python code, which expects no pending error.
   if (python_started && PythonRuns()) PyErr_Clear();
+  rubruf_module::Remove();
   DestroyScriptConfigs(script_configs);
   ResetWalk();
   if (python_started) {
@@ -79,5 +84,7 @@ void PythonEventProvider::Finalize(tev_event_provider_t* /*provider*/) {
     if (tev_python_environment_finalize() != 0) {
       TEV_LOG(TEV_LOG_ERROR, "[python provider] could not finalize python environment");
     }
+    // After the end of the scripts' threads, which may still have logged.
+    host_log::End();
   }
 }

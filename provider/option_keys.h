@@ -23,6 +23,7 @@ constexpr char kFunctionOption[] = "python-import-function";
 constexpr char kTagOption[] = "python-import-tag";
 constexpr char kForceSyncOption[] = "python-import-force-sync";
 constexpr char kOwnModuleOption[] = "python-import-own-module";
+constexpr char kTolerantOption[] = "python-import-tolerant";
 constexpr char kArgumentPrefix[] = "python-import-arg-";
 // Only in `.cfg` files.
 constexpr char kEnableOption[] = "python-import-enable";

@@ -14,12 +14,15 @@
 #include <cstdint>
 #include <cstring>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "host/tev_host.h"
 #include "provider/key_index.h"
+#include "provider/script_stats.h"
 #include "provider/tokens.h"
+#include "provider/tolerance.h"
 #include "provider/walk_state.h"
 #include "utils/dict/dict.h"
 #include "utils/python_env/python.h"
@@ -68,6 +71,9 @@ class PythonEventProvider {
   // Writes the configuration to the log, at info level.
   void LogConfiguration() const;
 
+  // What `rubruf.stats()` returns (rubruf_module.cpp): a new reference, or null with a Python error.
+  PyObject* Stats() const;
+
  private:
   // Options (options.cpp, script_options.cpp, config/).
   bool SetScriptConfigs(const tev_custom_options* options);
@@ -87,6 +93,7 @@ class PythonEventProvider {
   bool SetSchema(tev_event_provider_t* provider, tev_type_system_t* type_system);
 
   // The walk of a result (walker.cpp). `status` receives the status of the last token.
+  tev_progress_status_t Walk(tev_data_serializer_t* serializer, unsigned char index);
   bool DoCollection(unsigned char index);
   bool IsEmpty(PyObject* object) const;
   bool SetIterable(tev_progress_status_t* status, tev_data_serializer_t* serializer);
@@ -99,15 +106,22 @@ class PythonEventProvider {
   enum class Step {
     kReturn,     // a scalar is current, or a token was not written: SetCurrent returns true
     kOpened,     // a nested list or dictionary was opened: the walk goes on inside it
+    kLeftOut,    // an entry or item of a tolerant script was left out: the walk goes on behind it
     kExhausted,  // the open list or dictionary has nothing left
     kAbandoned,  // a list in a list: the walk ends as if it were complete
   };
+  Step FetchEntry(Py_ssize_t* end);
   Step NextEntry(tev_progress_status_t* status, tev_data_serializer_t* serializer);
   Step NextItem(tev_progress_status_t* status, tev_data_serializer_t* serializer);
   bool IsOpen(PyObject* iterable) const;
   tev_progress_status_t WriteValue(tev_data_serializer_t* serializer);
   void ResetWalk();
   void AbandonWalk();
+
+  // What the walk of a tolerant script's result leaves out (tolerance.cpp).
+  Obstacle ValueObstacle(PyObject* value, bool in_list) const;
+  bool LeavesOut(PyObject* key, PyObject* value);
+  std::string PlaceOf(PyObject* key) const;
 
   // The number of the dictionary key `key` (key_names.cpp).
   uint32_t GetKeyID(PyObject* key);
@@ -142,6 +156,10 @@ class PythonEventProvider {
   uint8_t python_started = 0;
   KeyIndex key_index;           // finds in `key_ids`
   std::string collection_path;  // of the script that returned `collection_result`
+  // The figures of the script whose collection is the current or last one; the record may end before its walk does.
+  std::shared_ptr<ScriptStats> collection_stats;
+  Tolerance tolerance;          // of that collection
+  uint64_t tokens_written = 0;  // that are not in the figures yet
 };
 
 #endif  // RUBRUF_PROVIDER_PROVIDER_H_

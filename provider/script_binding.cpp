@@ -32,6 +32,14 @@ bool PythonEventProvider::ScriptConfig::SetPythonAttributes() {
   return SetArgsPyDict();
 }
 
+bool PythonEventProvider::ScriptConfig::Bind() {
+  if (SetPythonAttributes()) return true;
+  if (!tolerant) return false;
+  TEV_LOG(TEV_LOG_ERROR, "[python provider] script %s is out of service", script_path.c_str());
+  Py_CLEAR(function);
+  return true;
+}
+
 bool PythonEventProvider::ScriptConfig::SetArgsPyDict() {
   if (script_dict == nullptr) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] no arguments dict set");

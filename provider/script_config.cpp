@@ -3,6 +3,7 @@
 #include "provider/script_config.h"
 
 #include <cstring>
+#include <utility>
 
 #include "provider/option_keys.h"
 #include "utils/log/log.h"
@@ -50,6 +51,7 @@ bool PythonEventProvider::ScriptConfig::ReadConfiguration(const tev_custom_optio
     force_sync = TEV_PROGRESS_DONE_FORCE_SYNC;
   }
   own_module = string_to_boolean(GetOptionFromDict(options, kOwnModuleOption).c_str());
+  tolerant = string_to_boolean(GetOptionFromDict(options, kTolerantOption).c_str());
   const std::string tag_text = GetOptionFromDict(options, kTagOption);
   if (!tag_text.empty()) tag = "dict_" + tag_text;
   script_dict = tev_dict_create();
@@ -88,6 +90,7 @@ void PythonEventProvider::ScriptConfig::LogInstance() const {
           boolean_to_string(force_sync == TEV_PROGRESS_DONE_FORCE_SYNC));
   TEV_LOG(TEV_LOG_INFO, "[python provider] \t\ttag:               %s", tag.c_str());
   if (own_module) TEV_LOG(TEV_LOG_INFO, "[python provider] \t\town_module:        %s", boolean_to_string(own_module));
+  if (tolerant) TEV_LOG(TEV_LOG_INFO, "[python provider] \t\ttolerant:          %s", boolean_to_string(tolerant));
   bool header_printed = false;
   tev_dict_enum(script_dict, LogDictClb, &header_printed);
 }
@@ -102,6 +105,6 @@ bool PythonEventProvider::ScriptConfig::LogDictClb(const char* key, const char* 
 }
 
 void DestroyScriptConfigs(std::vector<PythonEventProvider::ScriptConfig*>& list) {
-  for (const PythonEventProvider::ScriptConfig* script : list) delete script;
-  list.clear();
+  // The end of a script's objects may run Python code, which may ask for figures of the scripts that are left.
+  for (const PythonEventProvider::ScriptConfig* script : std::exchange(list, {})) delete script;
 }

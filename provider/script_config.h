@@ -8,10 +8,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "provider/provider.h"
+#include "provider/script_stats.h"
 #include "utils/dict/dict.h"
 
 class PythonEventProvider::ScriptConfig {
@@ -35,6 +37,10 @@ class PythonEventProvider::ScriptConfig {
   // Imports the module, finds its function and builds the argument dictionary. False after an error message; the record
   // then keeps the references that it got before the failure. The interpreter must run.
   bool SetPythonAttributes();
+
+  // The same, for the start of a life. A tolerant script that cannot be bound is left out of service after an error
+  // message: the result is then true, and its collections fail.
+  bool Bind();
 
   // Calls the module's function `name` without arguments and returns its text. Empty if the record is not bound, there
   // is no such function, it raises, or it returns something else. A Python error that was pending stays pending.
@@ -68,8 +74,10 @@ class PythonEventProvider::ScriptConfig {
   uint8_t index;
   bool is_set = false;
   uint32_t force_sync = 0;       // the status of a complete collection: 0, or 2 to ask for a synchronisation
+  bool tolerant = false;         // its faults do not concern other scripts; see provider/tolerance.h
   bool own_module = false;       // loaded from its path, whatever other modules are called
   PyObject* own_name = nullptr;  // owned; the name of a module of its own in sys.modules
+  std::shared_ptr<ScriptStats> stats = std::make_shared<ScriptStats>();
 };
 
 // Destroys all records of a list and empties it.

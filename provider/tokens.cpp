@@ -12,9 +12,11 @@
 tev_progress_status_t PythonEventProvider::WriteEvent(tev_data_serializer_t* serializer, uint32_t key_id,
                                                       python_event_type_t type, uint32_t size, const void* data) {
   const uint64_t type_and_key = python_event_pack(type, key_id);
-  return tev_opaque_events_write(opaque_events, serializer, schema_id, app_id, type_and_key, 0, data, size)
-             ? TEV_PROGRESS_DONE
-             : TEV_PROGRESS_REFUSED;
+  if (!tev_opaque_events_write(opaque_events, serializer, schema_id, app_id, type_and_key, 0, data, size)) {
+    return TEV_PROGRESS_REFUSED;
+  }
+  ++tokens_written;
+  return TEV_PROGRESS_DONE;
 }
 
 tev_progress_status_t PythonEventProvider::OnKeyID(tev_data_serializer_t* serializer) {

@@ -5,6 +5,7 @@
 // exceptions: a script's handler for encoding errors, and destructors of objects that scripts have dropped.
 
 #include <algorithm>
+#include <utility>
 
 #include "provider/provider.h"
 #include "provider/script_config.h"
@@ -21,6 +22,18 @@ bool IsIterable(PyObject* object) { return PyList_Check(object) || PyDict_Check(
 }  // namespace
 
 tev_progress_status_t PythonEventProvider::Progress(tev_data_serializer_t* serializer, unsigned char index) {
+  const tev_progress_status_t status = Walk(serializer, index);
+  if (!collection_stats) return status;
+  collection_stats->AddCall(status, std::exchange(tokens_written, 0));
+  if ((status == TEV_PROGRESS_DONE || status == TEV_PROGRESS_DONE_FORCE_SYNC) && tolerance.left_out > 0) {
+    TEV_LOG(TEV_LOG_WARNING, "[python provider] values left out of the result of %s: %zu, the first: %s",
+            collection_path.c_str(), tolerance.left_out, tolerance.first.c_str());
+  }
+  return status;
+}
+
+// Begins a collection or goes on with the one under way.
+tev_progress_status_t PythonEventProvider::Walk(tev_data_serializer_t* serializer, unsigned char index) {
   tev_progress_status_t status = TEV_PROGRESS_DONE;
   if (!collection_in_progress) {
     if (collection_result == nullptr) {
@@ -67,11 +80,15 @@ void PythonEventProvider::ResetWalk() {
 
 // Calls the script's function and keeps its result. False after an error message; no result is then kept.
 bool PythonEventProvider::DoCollection(unsigned char index) {
+  collection_stats = nullptr;
   if (index >= script_configs.size() || script_configs[index] == nullptr) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] internal error - invalid index/script configuration object not exist");
     return false;
   }
   const ScriptConfig* script = script_configs[index];
+  collection_path = script->script_path;
+  collection_stats = script->stats;
+  collection_stats->Begin();
   if (script->function == nullptr) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] no python function is set for script %s", script->script_path.c_str());
     return false;
@@ -81,10 +98,19 @@ bool PythonEventProvider::DoCollection(unsigned char index) {
             script->script_path.c_str());
     return false;
   }
-  collection_path = script->script_path;
+  tolerance = Tolerance();
+  tolerance.on = script->tolerant;
+  const ScriptStats::Clock::time_point begin = ScriptStats::Clock::now();
   collection_result = PyObject_CallFunctionObjArgs(script->function, script->args_dict, nullptr);
+  collection_stats->AddTime(ScriptStats::Clock::now() - begin);
   if (PyErr_Occurred() != nullptr) {
     tev_python_environment_print_error();
+    Py_CLEAR(collection_result);
+    return false;
+  }
+  if (tolerance.on && !IsIterable(collection_result)) {
+    TEV_LOG(TEV_LOG_ERROR, "[python provider] the result of %s is no list or dictionary: %s", collection_path.c_str(),
+            Py_TYPE(collection_result)->tp_name);
     Py_CLEAR(collection_result);
     return false;
   }
@@ -136,6 +162,7 @@ bool PythonEventProvider::SetCurrent(tev_progress_status_t* status, tev_data_ser
       case Step::kReturn:
         return true;
       case Step::kOpened:
+      case Step::kLeftOut:
         break;
       case Step::kExhausted:
         if (!OnEndIterable(status, serializer, in_dict ? PYTHON_EVENT_DICT_END : PYTHON_EVENT_LIST_END)) return true;
@@ -147,31 +174,47 @@ bool PythonEventProvider::SetCurrent(tev_progress_status_t* status, tev_data_ser
   return false;
 }
 
-// Goes to the next entry of the open dictionary. The stored position moves past an entry only when the entry's scalar
-// becomes current, or when its nested list or dictionary is closed. Until then each call fetches the entry anew: if a
-// script has replaced it since a refused token, the new entry is written instead, key name first.
-PythonEventProvider::Step PythonEventProvider::NextEntry(tev_progress_status_t* status,
-                                                         tev_data_serializer_t* serializer) {
-  Py_ssize_t end = iterable_stack.back().position;
+// Makes the next entry of the open dictionary current (kReturn), and sets `end` to the position behind it. The stored
+// position moves past an entry only when the entry is left out, its scalar becomes current, or its nested list or
+// dictionary is closed. Until then each call fetches the entry anew: if a script has replaced it since a refused token,
+// the new entry is written instead, key name first. The walk of a tolerant script's result keeps the entry once its key
+// name is written, because the new one might have to be left out, and the key name would have no value.
+PythonEventProvider::Step PythonEventProvider::FetchEntry(Py_ssize_t* end) {
   PyObject* key = nullptr;    // borrowed
   PyObject* value = nullptr;  // borrowed
-  if (!PyDict_Next(current_iterable, &end, &key, &value)) {
+  *end = iterable_stack.back().position;
+  const bool found = PyDict_Next(current_iterable, end, &key, &value) != 0;
+  if (current_item.entry_pending) {
+    const bool same = found && key == current_item.key.get() && value == current_item.value.get();
+    if (same || (tolerance.on && current_item.key_written)) return Step::kReturn;
+  }
+  if (!found) {
     current_item.entry_pending = 0;
     return Step::kExhausted;
   }
-  if (!current_item.entry_pending || key != current_item.key.get() || value != current_item.value.get()) {
-    // The references are taken before the key is read, because reading it may run Python code.
-    current_item.set_new(NewRef(key), NewRef(value), PYTHON_EVENT_NO_KEY);
-    current_item.key_id = GetKeyID(key);
-    // A key without a number is read, and reported, again by each call.
-    current_item.entry_pending = current_item.key_id != PYTHON_EVENT_NO_KEY;
+  // The references are taken before the key is read, because reading it may run Python code.
+  current_item.set_new(NewRef(key), NewRef(value), PYTHON_EVENT_NO_KEY);
+  if (tolerance.on && LeavesOut(key, value)) {
+    iterable_stack.back().position = *end;
+    return Step::kLeftOut;
   }
+  current_item.key_id = GetKeyID(key);
+  // A key without a number is read, and reported, again by each call.
+  current_item.entry_pending = current_item.key_id != PYTHON_EVENT_NO_KEY;
+  return Step::kReturn;
+}
+
+// Goes to the next entry of the open dictionary, writes its key name, and opens its list or dictionary if it is one.
+PythonEventProvider::Step PythonEventProvider::NextEntry(tev_progress_status_t* status,
+                                                         tev_data_serializer_t* serializer) {
+  Py_ssize_t end = 0;
+  if (const Step fetched = FetchEntry(&end); fetched != Step::kReturn) return fetched;
   if (!current_item.key_written) {
     *status = OnKeyID(serializer);
     if (*status != TEV_PROGRESS_DONE) return Step::kReturn;
     current_item.key_written = 1;
   }
-  value = current_item.value.get();
+  PyObject* value = current_item.value.get();
   if (!IsIterable(value)) {
     iterable_stack.back().position = end;
     current_item.entry_pending = 0;
@@ -185,17 +228,23 @@ PythonEventProvider::Step PythonEventProvider::NextEntry(tev_progress_status_t* 
   return Step::kOpened;
 }
 
-// Goes to the next item of the open list. The stored position moves as in NextEntry.
+// Goes to the next item of the open list. The stored position moves as in FetchEntry.
 PythonEventProvider::Step PythonEventProvider::NextItem(tev_progress_status_t* status,
                                                         tev_data_serializer_t* serializer) {
   const Py_ssize_t position = iterable_stack.back().position;
   if (position >= PyList_GET_SIZE(current_iterable)) return Step::kExhausted;
   PyObject* item = PyList_GET_ITEM(current_iterable, position);
+  // The item is held before it is read, which may run Python code.
+  current_item.set_list_item(NewRef(item));
+  if (tolerance.on && LeavesOut(nullptr, item)) {
+    current_item.value_written = 1;
+    iterable_stack.back().position = position + 1;
+    return Step::kLeftOut;
+  }
   if (PyList_Check(item)) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] invalid input - found a list in a list");
     return Step::kAbandoned;
   }
-  current_item.set_list_item(NewRef(item));
   if (!PyDict_Check(item)) {
     iterable_stack.back().position = position + 1;
     *status = TEV_PROGRESS_DONE;

@@ -157,13 +157,16 @@ TEST(MessagesTest, AreDocumentedAsTheSourcesHaveThem) {
     for (const auto& entry : fs::recursive_directory_iterator(kRoot / folder)) {
       const std::string text = entry.is_regular_file() ? Read(entry) : "";
       size_t prefixed = 0;
-      const auto calls = Matches(text, R"((?:TEV_(?:UTIL_)?LOG\(TEV_LOG_(\w+),|FailBinding\()\s*((?:"[^"]*"\s*)+))");
+      const auto calls =
+          Matches(text, R"((?:TEV_(?:UTIL_)?LOG\((?:TEV_LOG_)?(\w+),|FailBinding\()\s*((?:"[^"]*"\s*)+))");
       for (const auto& call : calls) {
         const std::string format = Replaced(call[2], "\"\\s*", "");
         prefixed += format.rfind("[python ", 0) == 0 ? 1 : 0;
-        if (format != "%s") logged.insert((call[1].matched ? call[1].str() : "ERROR") + ": " + format);
+        if (format != "%s")
+          logged.insert(boost::to_upper_copy(call[1].matched ? call[1].str() : "ERROR") + ": " + format);
       }
-      EXPECT_EQ(calls.size(), Matches(text, R"((?:TEV_(?:UTIL_)?LOG|FailBinding)\((?!level|const))").size()) << entry;
+      EXPECT_EQ(calls.size(), Matches(text, R"((?:TEV_(?:UTIL_)?LOG|FailBinding)\((?!level, \.|const))").size())
+          << entry;
       EXPECT_EQ(prefixed, Matches(text, R"("\[python )").size()) << "a message that is logged otherwise, in " << entry;
     }
   }

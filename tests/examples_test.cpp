@@ -25,6 +25,9 @@ const json kShapes = {
     {"dict_processes", "pid:long name:string state:string threads:long rss_bytes:long"},
     {"dict_sensors", R"(temperatures:list_start? celsius:double? fans:list_start? rpm:long? device:string? chip:string?
       label:string?)"},
+    {"dict_script_stats", R"(tag:string path:string collections_begun:long collections_completed:long
+      collections_failed:long values_left_out:long tokens_written:long tokens_refused:long seconds_last:double
+      seconds_longest:double seconds_all:double)"},
     {"dict_identity", R"(hostname:string kernel:string boot_time:long labels:dict_start site:string rack:long
       production:false roles:list_start)"}};
 

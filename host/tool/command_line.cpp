@@ -300,6 +300,8 @@ class Parser {
         [this](auto& text) { LastScript("--arg").arguments.push_back(SplitPair("--arg", text)); });
     AddFlag("--force-sync", "Let the last script ask for a forced synchronisation",
             [this] { LastScript("--force-sync").settings.emplace_back("force-sync", "true"); });
+    AddFlag("--tolerant", "Leave out what the last script returns and cannot be sent; its faults stop no other script",
+            [this] { LastScript("--tolerant").settings.emplace_back("tolerant", "true"); });
   }
 
   void AddPluginOptions() {

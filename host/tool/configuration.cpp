@@ -28,6 +28,7 @@ constexpr char kBlanks[] = " \t\n\v\f\r";
 const std::string kFile = kFileOption + LengthOf(kOptionPrefix);
 const std::string kForceSync = kForceSyncOption + LengthOf(kOptionPrefix);
 const std::string kOwnModule = kOwnModuleOption + LengthOf(kOptionPrefix);
+const std::string kTolerant = kTolerantOption + LengthOf(kOptionPrefix);
 const std::string kEnable = kEnableOption + LengthOf(kOptionPrefix);
 const std::string kArgument = kArgumentPrefix + LengthOf(kOptionPrefix);
 
@@ -37,6 +38,7 @@ std::vector<std::string> ScriptKeys() {
           kTagOption + LengthOf(kOptionPrefix),
           kForceSync,
           kOwnModule,
+          kTolerant,
           kArgument + "NAME"};
 }
 
@@ -59,7 +61,7 @@ bool IsBoolean(const std::string& value) {
   return IsTrue(value) || value == "0" || value == "false" || value == "False";
 }
 
-bool IsSwitch(const std::string& key) { return key == kForceSync || key == kOwnModule; }
+bool IsSwitch(const std::string& key) { return key == kForceSync || key == kOwnModule || key == kTolerant; }
 
 // One .cfg file, line by line.
 class CfgReader {

@@ -1,0 +1,147 @@
+// Tests of tolerant scripts: what is left out of a result, and what happens to scripts that cannot be used.
+
+#include "host/standin/json_writer.h"
+#include "tests/provider_test_base.h"
+
+namespace {
+
+using namespace messages;
+using namespace std::string_literals;
+using standin::Token;
+
+class ToleranceTest : public ProviderTest {
+ protected:
+  // Collects, and takes the time out of the tokens.
+  std::vector<Token> Stream(uint32_t index = 0) {
+    std::vector<Token> tokens = Collect(index).tokens;
+    if (!tokens.empty()) tokens[0].payload = standin::PayloadOf(uint64_t{0});
+    return tokens;
+  }
+
+  // The value that a collection brings, as JSON.
+  std::string Json(uint32_t index = 0) {
+    const std::string line = standin::ToJsonLine("", Stream(index));
+    const size_t value = line.find("\"data\": ") + 8;
+    return line.substr(value, line.size() - value - 1);
+  }
+};
+
+TEST_F(ToleranceTest, LeavesOutWhatCannotBeCarriedWhateverIsRefused) {
+  const struct {
+    const char* result;
+    const char* json;
+    int left_out;
+    const char* first;
+  } kCases[] = {
+      {"{'a': None}", "{}", 1, "a: NoneType"},
+      {"[None, 1, (), 2, b'']", "[1, 2]", 3, "[0]: NoneType"},
+      {"{'volumes': [{'name': 'x'}, {'size': 1, 'name': None}, {}]}",
+       R"({"volumes": [{"name": "x"}, {"size": 1}, {}]})", 1, "volumes[1].name: NoneType"},
+      {"[{'a': {'b': [1, {'c': {3}}]}, 'd': 1}]", R"([{"a": {"b": [1, {}]}, "d": 1}])", 1, "[0].a.b[1].c: set"},
+      {"{'a': 1, S: 2, 'b': S, 'c': [S, '\\u00e4']}", R"({"a": 1, "c": ["ä"]})", 3,
+       "the result: a key without UTF-8 form"},
+      {"{'a': {5: 1, 'b': 2}, 'c': S}", R"({"a": {"b": 2}})", 2, "a: a key of type int"},
+      {"{'b': S, 'é': 1}", R"({"é": 1})", 1, "b: a text without UTF-8 form"},
+      {"[2**63, 2**63 - 1, -2**63, -2**63 - 1, True, 2.5]", "[9223372036854775807, -9223372036854775808, true, 2.5]", 2,
+       "[0]: an integer beyond 64 bits"},
+      {"[[1], {'a': [[], 1, [2]]}, [3]]", R"([{"a": [1]}])", 4, "[0]: a list in a list"},
+      {"{'d': d, 'e': [d, 1]}", R"({"d": {"l": [{}]}, "e": [{"l": [{}]}, 1]})", 2, "d.l[0].d: circular reference"},
+      {"{'\\n' + 'k' * 300: None, 'x': {'y': {'z': 1}}}", R"({"x": {"y": {"z": 1}}})", 1, nullptr},
+  };
+  for (const auto& [result, json, left_out, first] : kCases) {
+    SCOPED_TRACE(result);
+    const std::string script = Script("first.py", "return "s + result, R"(
+S = '\ud800' * 2
+d = {'l': [{}]}
+d['l'][0]['d'] = d
+)");
+    Start({script}, {{"python-import-1-tolerant", "true"}});
+    EXPECT_EQ(Json(), json);
+    const Messages told{Warning("values left out of the result of " + script + ": " + std::to_string(left_out) +
+                                ", the first: " + (first ? first : "..." + std::string(200, 'k') + ": NoneType"))};
+    EXPECT_EQ(Problems(), told);
+    const std::vector<Token> stream = Stream();
+    for (size_t k = 0; k < stream.size(); ++k) {
+      Problems();
+      buffer_.refuse = [number = size_t{0}, k](const Token&) mutable { return number++ / 2 == k; };
+      EXPECT_EQ(Stream(), stream) << "tokens " << 2 * k << " and the next refused";
+      EXPECT_EQ(Problems(), told);
+      buffer_.refuse = nullptr;
+    }
+    Finalize();
+    std::filesystem::remove(script);
+  }
+}
+
+// What is put in the place of a refused value may not be sendable. No key name stays without a value.
+TEST_F(ToleranceTest, WritesAWholeStreamOfAResultThatChanges) {
+  for (const char* change :
+       {"R['a'] = None", "del R['a']", "R['a']['x'] = None", "R.clear()", "R['b'] = None; R['c'] = S", "R['a'].clear()",
+        "R['a'] = R", "R['l'][0] = None; R['l'].append([])", "R['l'].clear()"}) {
+    for (size_t refused = 0; refused < 14; ++refused) {
+      SCOPED_TRACE(testing::Message() << change << " at token " << refused);
+      Start({Script("first.py", "return R", R"(
+S = '\ud800' * 3
+R = {'a': {'x': 1, 'y': None}, 'b': 2, 'l': [{'z': None}, 3], 'e': 'end'}
+def get_tag():
+    )"s + change + "\n    return 'mine'\n")},
+            {{"python-import-1-tolerant", "1"}});
+      buffer_.refuse = [number = size_t{0}, refused](const Token&) mutable { return number++ == refused; };
+      Progress();
+      SourceTags();
+      EXPECT_EQ(Progress(), TEV_PROGRESS_DONE);
+      std::vector<Token> tokens = buffer_.Drain();
+      EXPECT_NO_THROW(standin::ToJsonLine("", tokens));
+      buffer_.refuse = nullptr;
+      Finalize();
+      std::filesystem::remove(dir_ / "first.py");
+    }
+  }
+}
+
+TEST_F(ToleranceTest, KeepsTheFaultsOfAScriptToThatScript) {
+  Write("sound.py", "def collect(args): return {'a': 1}\ndef get_app_id(): return '0' * 31 + '1'\n");
+  Write("raises.py", "def collect(args): return 1 / len(args['none'])\n");
+  Write("no_function.py", "def get_tag(): return 'no_function'\n");
+  Write("broken.py", "def collect(args) return 1\n");
+  Write("wrong_id.py",
+        "results = iter([None, 5, 'x', [1]])\ndef collect(args): return next(results)\n"
+        "def get_app_id(): return 'x'\n");
+  Options options;
+  for (const char* number : {"1", "2", "3", "4", "5", "6"}) {
+    options.emplace_back("python-import-"s + number + "-tolerant", "True");
+  }
+  Configure({dir_ / "missing.py", dir_ / "broken.py", dir_ / "no_function.py", dir_ / "wrong_id.py", dir_ / "raises.py",
+             dir_ / "sound.py"},
+            options);
+  ASSERT_TRUE(Initialize());
+  const auto out_of_service = [&](const std::string& name) {
+    return Error("script " + dir_ / name + " is out of service");
+  };
+  EXPECT_EQ(Problems(), (Messages{EnvironmentError("Could not import missing"), Error("could not load module"),
+                                  out_of_service("missing.py"), EnvironmentError("Could not import broken"),
+                                  Error("could not load module"), out_of_service("broken.py"),
+                                  Error("could not load python collection function"), out_of_service("no_function.py"),
+                                  Error("ignoring invalid app ID (from " + dir_ / "wrong_id.py" + ")")}));
+  EXPECT_EQ(SourceTags().size(), 6U);
+  for (int round = 0; round < 3; ++round) {
+    for (uint32_t index = 0; index < 5; ++index) {
+      const standin::Collection collection = Collect(index);
+      EXPECT_EQ(collection.status, TEV_PROGRESS_ERROR) << index;
+      EXPECT_EQ(collection.tokens, std::vector<Token>()) << index;
+    }
+    const auto no_function = [&](const std::string& name) {
+      return Error("no python function is set for script " + dir_ / name);
+    };
+    const char* const kTypes[] = {"NoneType", "int", "str"};
+    EXPECT_EQ(
+        Problems(),
+        (Messages{no_function("missing.py"), no_function("broken.py"), no_function("no_function.py"),
+                  Error("the result of " + dir_ / "wrong_id.py" + " is no list or dictionary: " + kTypes[round])}));
+    EXPECT_EQ(Json(5), R"({"a": 1})");
+  }
+  EXPECT_EQ(Json(3), "[1]");
+  EXPECT_EQ(buffer_.last_write->app_id[15], 1);
+}
+
+}  // namespace
