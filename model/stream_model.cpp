@@ -15,15 +15,18 @@ using standin::PayloadOf, standin::Token;
 const std::string kKeys[] = {"k", "z", "a", "K", "", "\u00e9", "k\0a"s, "k\0b"s, "\U0001f600", std::string(300, 'n')};
 
 Value Long(const std::string& literal, int64_t value) { return {standin::kLong, literal, PayloadOf(value)}; }
+Value Overflow(const std::string& literal) {
+  return {standin::kLong, literal, PayloadOf(int64_t{-1}), {}, false, true};
+}
 Value Double(const std::string& literal, double value) { return {standin::kDouble, literal, PayloadOf(value)}; }
 Value String(const std::string& text) { return {standin::kString, standin::Quoted(text), text}; }
 
 const Value kScalars[] = {Long("0", 0),
                           Long("1", 1),
                           Long("2**63 - 1", INT64_MAX),
-                          Long("2**63", -1),
+                          Overflow("2**63"),
                           Long("-2**63", INT64_MIN),
-                          Long("-2**63 - 1", -1),
+                          Overflow("-2**63 - 1"),
                           Long("-7", -7),
                           Long("2**30", 1 << 30),
                           Long("1 - 2**30", 1 - (1 << 30)),
@@ -119,6 +122,31 @@ std::string Define(const Ref& value, std::unordered_map<const Value*, std::strin
   return (*names)[value.get()] = name;
 }
 
+// Whether a tolerant script's walk leaves out what stands in a list or a dictionary.
+bool IsLeftOut(const Value& value, bool in_list) {
+  const bool is_iterable = value.type == standin::kDictStart || value.type == standin::kListStart;
+  return value.overflows || (value.sticks && !is_iterable) || (in_list && value.type == standin::kListStart);
+}
+
+// Appends what stands under `key_id` in a tolerant script's result. Of a dictionary that sticks, the one entry is at
+// fault.
+void AppendTolerantly(const Value& value, uint32_t key_id, KeyIds* ids, Stream* stream) {
+  const bool is_dict = value.type == standin::kDictStart;
+  stream->tokens.push_back({value.type, key_id, value.payload});
+  if (!is_dict && value.type != standin::kListStart) return;
+  stream->left_out += value.sticks;
+  for (const auto& [key, item] : value.entries) {
+    if (value.sticks) break;
+    if (IsLeftOut(*item, !is_dict)) {
+      ++stream->left_out;
+      continue;
+    }
+    if (is_dict) stream->tokens.push_back({standin::kKeyName, ids->Of(key), key});
+    AppendTolerantly(*item, is_dict ? ids->Of(key) : key_id, ids, stream);
+  }
+  stream->tokens.push_back({is_dict ? standin::kDictEnd : standin::kListEnd, key_id});
+}
+
 // Appends what stands under `key_id`. False: a list in a list, or what no walk gets past, at which the stream ends.
 bool Append(const Value& value, uint32_t key_id, KeyIds* ids, Stream* stream) {
   std::vector<Token>* const tokens = &stream->tokens;
@@ -160,10 +188,14 @@ uint32_t KeyIds::Of(const std::string& key) {
   return entry->second;
 }
 
-Stream StreamOf(const Ref& result, KeyIds* ids) {
+Stream StreamOf(const Ref& result, KeyIds* ids, bool tolerant) {
   if (result->entries.empty()) return {};
   Stream stream{{{standin::kNewCollection, standin::kNoKey}}};
-  stream.complete = Append(*result, standin::kNoKey, ids, &stream);
+  if (tolerant) {
+    AppendTolerantly(*result, standin::kNoKey, ids, &stream);
+  } else {
+    stream.complete = Append(*result, standin::kNoKey, ids, &stream);
+  }
   return stream;
 }
 

@@ -25,14 +25,15 @@ struct Value {
   std::string literal;                                    // in Python; lists and dictionaries may leave it to `entries`
   std::string payload;                                    // of a scalar's token
   std::vector<std::pair<std::string, Ref>> entries = {};  // in order; no dictionary has a key twice, list items have ""
-  bool sticks = false;                                    // no walk gets past it
+  bool sticks = false;                                    // only the walk of a tolerant script gets past it
+  bool overflows = false;                                 // an integer that a tolerant script leaves out
 };
 
 // Where the generator gets its numbers: a random engine, or the bytes of a fuzzer's input.
 using Random = std::function<uint32_t()>;
 
 // A list or dictionary without cycles, of a few thousand tokens at most whatever the numbers; all zero they make an
-// empty one. About one in eight may hold lists directly in lists, and one in 64 what no walk gets past.
+// empty one. About one in eight may hold lists directly in lists, and one in 64 what only a tolerant walk gets past.
 Ref RandomResult(const Random& random);
 
 // Statements that leave the value in the variable `result`.
@@ -52,8 +53,9 @@ struct Stream {
   std::vector<standin::Token> tokens = {};
   bool complete = true;  // else the walk ends early, at a list in a list or where it sticks
   bool sticks = false;
+  size_t left_out = 0;  // values of a tolerant script
 };
-Stream StreamOf(const Ref& result, KeyIds* ids);
+Stream StreamOf(const Ref& result, KeyIds* ids, bool tolerant);
 
 }  // namespace stream_model
 

@@ -19,11 +19,12 @@ constexpr uint32_t kScripts = 256;
 // Every second script asks for a forced synchronisation, and has its tag from an option.
 bool IsSecond(uint32_t index) { return index % 2 == 1; }
 
-standin::OptionList ScriptOptions() {
+standin::OptionList ScriptOptions(bool tolerant) {
   standin::OptionList options{{"enable-provider", "python"},
                               {"python-import-num-scripts", std::to_string(kScripts)},
                               {"python-import-file", RUBRUF_SOURCE_DIR "/soak/results.py"},
                               {"python-import-arg-kept", "text"}};
+  if (tolerant) options.emplace_back("python-import-tolerant", "true");
   for (uint32_t index = 1; index < kScripts; index += 2) {
     const std::string prefix = "python-import-" + std::to_string(index + 1);
     options.emplace_back(prefix + "-force-sync", "true");
@@ -53,7 +54,12 @@ standin::PythonModule LoadScript(const standin::Plugin& plugin) {
 
 Life::Life(const standin::Plugin& plugin, const standin::PythonModule& script, uint32_t seed, uint32_t* next_key,
            Totals* totals)
-    : random_(seed), script_(script), next_key_(next_key), totals_(totals), provider_(plugin, ScriptOptions()) {
+    : random_(seed),
+      tolerant_(seed % 3 == 2),
+      script_(script),
+      next_key_(next_key),
+      totals_(totals),
+      provider_(plugin, ScriptOptions(tolerant_)) {
   ids_.next = *next_key;
   provider_.Initialize();
   ++totals_->lives;
@@ -61,10 +67,11 @@ Life::Life(const standin::Plugin& plugin, const standin::PythonModule& script, u
 
 std::pair<std::string, stream_model::Stream> Life::Draw() {
   const uint32_t kind = Below(2048);
+  if (kind == 0 && tolerant_) return {"result = None", {{}, false}};
   if (kind == 0) return {"result = None", {{{standin::kNewCollection, standin::kNoKey}}, false, true}};
   if (kind < 32) return {"result = ValueError('meant')", {{}, false}};
   const auto result = stream_model::RandomResult([this] { return static_cast<uint32_t>(random_()); });
-  return {ToPython(result), StreamOf(result, &ids_)};
+  return {ToPython(result), StreamOf(result, &ids_, tolerant_)};
 }
 
 bool Life::Collect() {

@@ -47,6 +47,7 @@ class Life {
   void CheckSources();
 
   std::mt19937 random_;
+  const bool tolerant_;
   const standin::PythonModule& script_;
   uint32_t* next_key_;
   Totals* totals_;
