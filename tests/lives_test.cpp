@@ -155,6 +155,7 @@ TEST_F(LivesTest, WriteOutWhatScriptsPrinted) {
 import threading
 threading.Thread(target=threading.Event().wait, daemon=True).start()
 )");
+  unsetenv("PYTHONUNBUFFERED");
   for (const bool hosts : {false, true}) {
     for (const char* locale : {"C", "C.UTF-8"}) {
       const auto live = [&] {
