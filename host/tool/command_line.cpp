@@ -237,7 +237,7 @@ class Parser {
 
   // A file that the user names is used even if it is disabled.
   CfgFile NamedFile(const std::string& path) {
-    const CfgFile file = ReadCfgFile(path, &command_.remarks);
+    CfgFile file = ReadCfgFile(path, &command_.remarks);
     command_.remarks.notes.clear();
     command_.told.push_back(file.Value("file") + " is configured by " + path +
                             (file.enabled ? "" : ", which is disabled for a host"));
@@ -368,7 +368,7 @@ void SetUpLog(const Plugin& plugin, const CommandLine& command) {
   SetLogLevel(plugin, command.log_level);
   int level = *plugin.Symbol<decltype(&::tev_log_level)>("tev_log_level");
   const char* const from_environment = std::getenv("TEV_API_LOG_LEVEL");
-  if (level < 0 && from_environment) level = std::atoi(from_environment);
+  if (level < 0 && from_environment) level = static_cast<int>(std::strtol(from_environment, nullptr, 10));
   if (command.log_syslog) {
     plugin.Symbol<decltype(&::tev_init_syslog_logger)>("tev_init_syslog_logger")("rubruf-host", level);
   }

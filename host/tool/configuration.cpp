@@ -82,7 +82,7 @@ class CfgReader {
   }
 
  private:
-  void ReadLine(std::string line) {
+  void ReadLine(const std::string& line) {
     const bool marked = number_ == 1 && StartsWith(line, kByteOrderMark);
     if (marked) Warn("the byte-order mark is part of the line's key: save the file without it");
     const size_t equals = line.find('=');
@@ -206,7 +206,7 @@ class OptionsReader {
       }
       if (IsKnown(name, known)) return CheckValue(key, name, value);
     }
-    for (std::string& script_key : known) script_key = kOptionPrefix + script_key;
+    for (std::string& script_key : known) script_key.insert(0, kOptionPrefix);
     known.insert(known.end(),
                  {kAppIdOption, kNumScriptsOption, kConfigDirOption, kEnableProviderOption, kDisableProviderOption});
     if (IsKnown(key, known)) return;
@@ -247,7 +247,9 @@ std::vector<CfgFile> ReadCfgDirectory(const std::string& directory, Remarks* rem
   while (const dirent* entry = readdir(listing.get())) {
     const std::string name = entry->d_name;
     if (name[0] == '.') continue;
-    const std::string path = directory + (directory.back() == '/' ? "" : "/") + name;
+    std::string path = directory;
+    if (path.back() != '/') path += '/';
+    path += name;
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
       const bool dangles = lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);

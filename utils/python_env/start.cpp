@@ -41,7 +41,9 @@ PyStatus Start(bool trace_memory) {
 void LogFailure(const PyStatus& status) {
   const char* const reason = status.err_msg != nullptr ? status.err_msg : "no reason given";
   const bool halfway = PyGILState_GetThisThreadState() != nullptr;
-  PyObject *type = nullptr, *value = nullptr, *traceback = nullptr;
+  PyObject* type = nullptr;
+  PyObject* value = nullptr;
+  PyObject* traceback = nullptr;
   if (halfway) PyErr_Fetch(&type, &value, &traceback);
   const OwnedRef owned[] = {OwnedRef(type), OwnedRef(value), OwnedRef(traceback)};
   const OwnedRef text(value != nullptr ? PyObject_Str(value) : nullptr);
