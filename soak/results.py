@@ -52,5 +52,6 @@ def compute(statements):
 
 def references(_text):
     """All references in the interpreter; where it does not count them, the blocks of memory that its objects take."""
+    sys._clear_type_cache()  # it keeps names of attributes, a few more with every life
     gc.collect()
     return getattr(sys, "gettotalrefcount", sys.getallocatedblocks)()
