@@ -7,6 +7,8 @@
 #include "provider/catch_bad_alloc.h"
 #include "provider/host_log.h"
 #include "provider/provider.h"
+#include "provider/python_lock.h"
+#include "provider/script_output.h"
 #include "utils/log/log.h"
 
 namespace {
@@ -16,6 +18,21 @@ tev_event_provider_t descriptor;
 PythonEventProvider* ProviderOf(tev_event_provider_t* provider) {
   return static_cast<PythonEventProvider*>(provider->context);
 }
+
+// What each callback begins and ends with: the interpreter's lock, and the lines of scripts that are due.
+class Callback {
+ public:
+  Callback() = default;
+  ~Callback() {
+    script_output::EndLines();
+    host_log::Flush();
+  }
+  Callback(const Callback&) = delete;
+  Callback& operator=(const Callback&) = delete;
+
+ private:
+  PythonLock lock_;  // given back last
+};
 
 struct DestroySourceArray {
   void operator()(tev_source_array_t* array) const { tev_destroy_source_array(array); }
@@ -54,22 +71,22 @@ uint32_t python_event_provider_noop_1() { return 1; }
 
 tev_progress_status_t python_event_provider_progress(tev_event_provider_t* provider, uint32_t source_index,
                                                      tev_data_serializer_t* serializer) {
-  const tev_progress_status_t status = CatchBadAlloc(TEV_PROGRESS_ERROR, [=] {
+  const Callback callback;
+  return CatchBadAlloc(TEV_PROGRESS_ERROR, [=] {
     return ProviderOf(provider)->Progress(serializer, static_cast<unsigned char>(source_index));
   });
-  host_log::Flush();
-  return status;
 }
 
 uint32_t python_event_provider_noop_2() { return 1; }
 
-void python_event_provider_finalize(tev_event_provider_t* provider) { ProviderOf(provider)->Finalize(provider); }
+void python_event_provider_finalize(tev_event_provider_t* provider) {
+  const Callback callback;
+  ProviderOf(provider)->Finalize(provider);
+}
 
 tev_source_array_t* python_event_provider_get_sources(tev_event_provider_t* provider) {
-  auto* const sources =
-      CatchBadAlloc<tev_source_array_t*>(nullptr, [=] { return CreateSources(ProviderOf(provider)); });
-  host_log::Flush();
-  return sources;
+  const Callback callback;
+  return CatchBadAlloc<tev_source_array_t*>(nullptr, [=] { return CreateSources(ProviderOf(provider)); });
 }
 
 // The numbers are fixed; their meaning is known to the host alone.
@@ -84,13 +101,13 @@ uint32_t python_event_provider_fill_record(void* /*unused*/, void* /*unused*/, v
 }  // namespace
 
 bool python_event_provider_initialize(tev_event_provider_t* provider, tev_type_system_t* type_system) {
-  const bool success = ProviderOf(provider)->Initialize(provider, type_system);
-  host_log::Flush();
-  return success;
+  const Callback callback;
+  return ProviderOf(provider)->Initialize(provider, type_system);
 }
 
 tev_event_provider_t* construct_event_provider(tev_custom_options* options) {
   static PythonEventProvider provider;
+  const Callback callback;
   if (!provider.ReadOpts(options)) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] could not read options");
     return nullptr;

@@ -1,23 +1,34 @@
 // The way of a script's line to the host's logger, from whatever thread.
 //
 // The host's log function is only called on the thread that drives the provider. A line of another thread waits until
-// that thread is back in a callback. All of this is called with the interpreter's lock held, which also guards the
-// waiting lines.
+// that thread is back in a callback; so does a line that the host's log function itself causes. All of this is called
+// with the interpreter's lock held, which also guards the waiting lines.
 
 #ifndef RUBRUF_PROVIDER_HOST_LOG_H_
 #define RUBRUF_PROVIDER_HOST_LOG_H_
 
+#include <cstddef>
 #include <string>
 
 namespace host_log {
+
+// What a message of the logger holds behind "[python script] ". A longer line is several messages.
+constexpr size_t kLongestLine = 982;
 
 // Begins a life of the provider on the calling thread, which is then the one that drives it. Harmless when called
 // again.
 void Begin();
 
-// Logs each line of `text` (UTF-8) at `level`, behind a prefix that tells of its origin, or has it wait. Between lives
-// it is dropped. Throws std::bad_alloc.
+// False between lives.
+bool OnDrivingThread();
+
+// Logs the lines of `text` (UTF-8) at `level`, each as "[python script] %s", or has them wait. Between lives they are
+// dropped. Throws std::bad_alloc.
 void Write(int level, const std::string& text);
+
+// Logs the beginning of a line that is too long for one message, and returns its length. What remains is not empty, and
+// fits. 0 for any other line. Otherwise as Write.
+size_t WriteBeginning(int level, const std::string& line);
 
 // Logs the lines that wait. To be called in each callback of the provider.
 void Flush();

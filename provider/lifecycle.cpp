@@ -6,12 +6,28 @@
 #include "provider/catch_bad_alloc.h"
 #include "provider/host_log.h"
 #include "provider/provider.h"
+#include "provider/python_lock.h"
 #include "provider/rubruf_module.h"
 #include "provider/script_config.h"
+#include "provider/script_output.h"
 #include "utils/log/log.h"
 #include "utils/python_env/python_env.h"
 #include "utils/python_env/python_runs.h"
 #include "utils/strings/conversions.h"
+
+namespace {
+
+// Behind the interpreter's end, which may still print and log. An interpreter that is kept may have given its lock to
+// threads of scripts.
+void EndLog() {
+  const bool runs = Py_IsInitialized() != 0;
+  const PyGILState_STATE lock = runs ? PyGILState_Ensure() : PyGILState_UNLOCKED;
+  script_output::Remove();
+  host_log::End();
+  if (runs) PyGILState_Release(lock);
+}
+
+}  // namespace
 
 bool PythonEventProvider::Initialize(tev_event_provider_t* provider, tev_type_system_t* type_system) {
   if (python_started) {
@@ -25,7 +41,11 @@ bool PythonEventProvider::Initialize(tev_event_provider_t* provider, tev_type_sy
   python_started = 1;
   host_log::Begin();
   rubruf_module::Install(this);
-  if (CatchBadAlloc(false, [=] { return SetUp(provider, type_system); })) return true;
+  if (log_output) script_output::Install();
+  if (CatchBadAlloc(false, [=] { return SetUp(provider, type_system); })) {
+    if (release_lock) PythonLock::BeginLife();
+    return true;
+  }
   TEV_LOG(TEV_LOG_ERROR, "[python provider] aborting initialization");
   Finalize(provider);
   return false;
@@ -66,6 +86,7 @@ bool PythonEventProvider::SetSchema(tev_event_provider_t* provider, tev_type_sys
 }
 
 void PythonEventProvider::Finalize(tev_event_provider_t* /*provider*/) {
+  PythonLock::EndLife();
   if (opaque_events != nullptr) {
     tev_opaque_events_delete(opaque_events);
     opaque_events = nullptr;
@@ -84,7 +105,6 @@ void PythonEventProvider::Finalize(tev_event_provider_t* /*provider*/) {
     if (tev_python_environment_finalize() != 0) {
       TEV_LOG(TEV_LOG_ERROR, "[python provider] could not finalize python environment");
     }
-    // After the end of the scripts' threads, which may still have logged.
-    host_log::End();
+    EndLog();
   }
 }

@@ -14,6 +14,8 @@ constexpr char kOptionPrefix[] = "python-import-";
 constexpr char kAppIdOption[] = "python-import-app-id";
 constexpr char kNumScriptsOption[] = "python-import-num-scripts";
 constexpr char kConfigDirOption[] = "python-import-config-dir";
+constexpr char kLogOutputOption[] = "python-import-log-output";
+constexpr char kReleaseLockOption[] = "python-import-release-lock";
 constexpr char kEnableProviderOption[] = "enable-provider";
 constexpr char kDisableProviderOption[] = "disable-provider";
 

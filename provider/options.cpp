@@ -10,6 +10,15 @@
 #include "utils/log/log.h"
 #include "utils/strings/conversions.h"
 
+namespace {
+
+bool IsOn(const tev_custom_options* options, const char* key) {
+  const char* text = tev_dict_get(options, key);
+  return text != nullptr && string_to_boolean(text);
+}
+
+}  // namespace
+
 bool PythonEventProvider::ReadOpts(const tev_custom_options* options) {
   if (const char* app_id_text = tev_dict_get(options, kAppIdOption); app_id_text != nullptr) {
     if (!string_to_guid(app_id_text, app_id)) {
@@ -29,6 +38,8 @@ bool PythonEventProvider::ReadOpts(const tev_custom_options* options) {
     }
     num_scripts = static_cast<uint16_t>(count);
   }
+  log_output = IsOn(options, kLogOutputOption);
+  release_lock = IsOn(options, kReleaseLockOption);
   if (!CatchBadAlloc(false, [=] { return SetScriptConfigs(options); })) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] could not parse all scripts options");
     return false;
@@ -60,5 +71,7 @@ void PythonEventProvider::LogConfiguration() const {
           app_id[0], app_id[1], app_id[2], app_id[3], app_id[4], app_id[5], app_id[6], app_id[7], app_id[8], app_id[9],
           app_id[10], app_id[11], app_id[12], app_id[13], app_id[14], app_id[15]);
   TEV_LOG(TEV_LOG_INFO, "[python provider] Number of scripts: %u", unsigned{num_scripts});
+  if (log_output) TEV_LOG(TEV_LOG_INFO, "[python provider] Log output: %s", boolean_to_string(log_output));
+  if (release_lock) TEV_LOG(TEV_LOG_INFO, "[python provider] Release lock: %s", boolean_to_string(release_lock));
   for (const ScriptConfig* script : script_configs) script->LogInstance();
 }

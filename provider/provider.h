@@ -154,6 +154,9 @@ class PythonEventProvider {
   uint8_t collection_in_progress = 0;
   uint8_t app_id_set = 0;
   uint8_t python_started = 0;
+  // Options of the next life; see script_output.h and python_lock.h.
+  bool log_output = false;
+  bool release_lock = false;
   KeyIndex key_index;           // finds in `key_ids`
   std::string collection_path;  // of the script that returned `collection_result`
   // The figures of the script whose collection is the current or last one; the record may end before its walk does.

@@ -2,13 +2,12 @@
 
 #include "provider/rubruf_module.h"
 
-#include <dlfcn.h>
-
 #include <algorithm>
 #include <new>
 #include <string>
 
 #include "provider/host_log.h"
+#include "provider/keep_loaded.h"
 #include "provider/provider.h"
 #include "provider/script_config.h"
 #include "provider/script_stats.h"
@@ -80,13 +79,6 @@ PyMethodDef functions[] = {
     {"stats", Stats, METH_NOARGS, "stats(): a dictionary of figures for each script."},
     {nullptr, nullptr, 0, nullptr}};
 
-// The functions above stay with scripts that hold the module, so from its first import on the library stays loaded.
-void KeepLibraryLoaded() {
-  Dl_info info;
-  if (dladdr(reinterpret_cast<void*>(&KeepLibraryLoaded), &info) == 0) return;
-  if (void* library = dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE)) dlclose(library);
-}
-
 // The finder is its own loader. The names of these three functions are those that the import system calls.
 PyObject* FindSpec(PyObject* finder, PyObject* arguments) {
   PyObject* name = nullptr;    // borrowed, as the others
@@ -103,7 +95,7 @@ PyObject* CreateModule(PyObject* /*finder*/, PyObject* /*spec*/) { Py_RETURN_NON
 PyObject* ExecModule(PyObject* /*finder*/, PyObject* module) {
   PyObject* names = PyModule_GetDict(module);  // borrowed
   if (names == nullptr || PyModule_AddFunctions(module, functions) != 0) return nullptr;
-  KeepLibraryLoaded();
+  KeepLibraryLoaded();  // scripts may hold the functions above beyond the life of the provider
   const OwnedRef code(Py_CompileString(kPythonHalf, kName, Py_file_input));
   if (!code || PyDict_SetItemString(names, "__builtins__", PyEval_GetBuiltins()) != 0) return nullptr;
   return PyEval_EvalCode(code.get(), names, names);

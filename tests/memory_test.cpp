@@ -228,6 +228,35 @@ TEST_F(MemoryTest, WritesEachTokenWhenItIsBack) {
   }
 }
 
+// A line that memory runs out for is lost, and no other one.
+TEST_F(MemoryTest, LogsWhatScriptsPrintWhenItIsBack) {
+  Start({Script("s.py", R"py(
+    for text in 'x' * 2000, 'unfinished':
+        try: sys.stdout.write(text)
+        except MemoryError: pass
+    return [1])py",
+                "import sys")},
+        Keys("log-output=1;release-lock=1"));
+  EXPECT_TRUE(Collect().complete());
+  const Messages whole = log_.Take();
+  EXPECT_EQ(whole.size(), 3U);
+  int struck = 0;
+  for (const bool all : {false, true}) {
+    for (int first = 1; first < 20; ++first) {
+      {
+        const Failure failure(first, all);
+        Collect();
+        struck += failure.struck() ? 1 : 0;
+      }
+      while (!Collect().complete()) continue;
+      log_.Take();
+      EXPECT_TRUE(Collect().complete());
+      EXPECT_EQ(log_.Take(), whole) << first;
+    }
+  }
+  EXPECT_GT(struck, 10);
+}
+
 // The memory that Python takes for itself: for what the script does, and for the UTF-8 form of a text.
 TEST_F(MemoryTest, CollectsOnWhenPythonHasSomeAgain) {
   Start({Script(

@@ -38,6 +38,8 @@ bool PythonRuns() {
   return python_environment != nullptr && python_environment->process == getpid() && Py_IsInitialized() != 0;
 }
 
+bool InterpreterIsOurs() { return python_environment != nullptr && python_environment->interpreter_is_ours; }
+
 int32_t tev_python_environment_init(void) {
   if (python_environment != nullptr) {
     ++python_environment->users;

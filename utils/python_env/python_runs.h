@@ -8,4 +8,7 @@
 // interpreter's threads are missing, for which Python code would wait.
 bool PythonRuns();
 
+// Whether the interpreter was started here, and not by the host.
+bool InterpreterIsOurs();
+
 #endif  // RUBRUF_UTILS_PYTHON_ENV_PYTHON_RUNS_H_

@@ -1,0 +1,220 @@
+// Tests of the options of the whole provider: what scripts write reaches the log, and the interpreter's lock is given
+// back between callbacks.
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <stdexcept>
+#include <thread>
+
+#include "tests/provider_test_base.h"
+#include "utils/python_env/python_env.h"
+
+namespace {
+
+using namespace messages;
+
+RUBRUF_IMPORT(tev_python_environment_init);
+RUBRUF_IMPORT(tev_python_environment_finalize);
+RUBRUF_IMPORT(set_log_func);
+
+// Runs statements in the running interpreter. False when they raise.
+bool Python(const std::string& statements) {
+  const auto run = reinterpret_cast<int (*)(const char*, void*)>(dlsym(RTLD_DEFAULT, "PyRun_SimpleStringFlags"));
+  return run != nullptr && run(statements.c_str(), nullptr) == 0;
+}
+
+class OutputTest : public ProviderTest {
+ protected:
+  static inline const Options kOn{{"python-import-log-output", "true"}, {"python-import-own-module", "1"}};
+
+  // What scripts have written since the last call: the level's number and the line, with '|' between.
+  std::string Told() {
+    std::string told;
+    for (const auto& [level, text] : log_.Take()) {
+      if (text.rfind("[python script] ", 0) != 0 && level > TEV_LOG_WARNING) continue;
+      told += (told.empty() ? "" : "|") + std::to_string(level) + text.substr(text.find(']') + 2);
+    }
+    return told;
+  }
+
+  // What a life of a script writes whose function has this body.
+  std::string Live(const std::string& body, const std::string& more = "") {
+    Configure({Script("s.py", body, "import atexit, io, sys, threading, time, warnings\n" + more)}, kOn);
+    EXPECT_TRUE(Initialize());
+    Collect();
+    Finalize();
+    return Told();
+  }
+};
+
+TEST_F(OutputTest, ReachesTheLogLineByLine) {
+  const std::string e = "\u00e9";
+  const auto times = [](size_t count, const std::string& text) {
+    std::string all;
+    for (size_t i = 0; i < count; ++i) all += text;
+    return all;
+  };
+  const std::pair<std::string, std::string> kBodies[] = {
+      {"print('a', 1); print('b\\nc\\n'); sys.stderr.write('d\\n')", "6a 1|6b|6c|6|3d"},
+      {"sys.stdout.write('no '); sys.stderr.write('x'); sys.stdout.write('end')", "6no end|3x"},
+      {"print('x' + chr(233) * 1000)", "6x" + times(490, e) + "|6" + times(491, e) + "|6" + times(19, e)},
+      {"sys.stdout.write('x' * 983)", "6" + std::string(982, 'x') + "|6x"},
+      {"print('a\\0b', chr(0xdc80)); sys.stdout.buffer.write(b'raw')", "6a b \\udc80|6raw"},
+      {"t = threading.Thread(target=print, args=['t']); t.start(); t.join(); print('own')", "6t|6own"},
+      {"t = threading.Thread(target=sys.stdout.write, args=['t']); t.start(); t.join(); print('own')", "6own|6t"},
+      {"sys.stdout = io.StringIO(); print('to the script')", ""},
+      {"sys.stdout.close(); sys.stderr = None; print", ""},
+      {"import faulthandler; faulthandler.enable(); faulthandler.disable(); print(sys.stdout.name)", "6<stdout>"},
+  };
+  for (const auto& [body, told] : kBodies) EXPECT_EQ(Live(body + "; return [1]"), told) << body;
+  EXPECT_EQ(Live("return [1]", "print('import'); atexit.register(print, 'exit')"), "6import|6exit");
+  EXPECT_NE(Live("warnings.warn('told'); return [1]").find("UserWarning: told"), std::string::npos);
+  const std::string traceback = Live("return [1 / 0]");
+  EXPECT_EQ(traceback.rfind("3Traceback (most recent call last):|3  File \"" + dir_ / "s.py", 0), 0U) << traceback;
+  EXPECT_NE(traceback.find("|3ZeroDivisionError: division by zero"), std::string::npos) << traceback;
+  const std::string flood =
+      Live("t = threading.Thread(target=sys.stdout.write, args=['x\\n' * 1234]); t.start(); t.join(); return [1]");
+  EXPECT_EQ(flood, times(1000, "6x|") + "4lines of threads dropped: 234, since only 1000 wait for a callback");
+}
+
+TEST_F(OutputTest, PutsTheStreamsBack) {
+  ASSERT_EQ(tev_python_environment_init(), 0);
+  ASSERT_TRUE(Python("import sys; sys.before = sys.stdout, sys.stderr"));
+  EXPECT_EQ(Live("sys.kept = sys.stdout; print('first', end=''); return [1]"), "6first");
+  EXPECT_TRUE(Python("assert (sys.stdout, sys.stderr) == sys.before"));
+  testing::internal::CaptureStdout();
+  EXPECT_TRUE(Python("print('between', file=sys.kept)"));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "between\n");
+  EXPECT_EQ(Live("print('next', file=sys.kept); return [1]"), "6next");
+  Start({Script("off.py", "print('off'); return [1]")});
+  EXPECT_TRUE(Collect().complete());
+  EXPECT_TRUE(Python("assert (sys.stdout, sys.stderr) == sys.before")) << "a later life without the option";
+  EXPECT_EQ(Told(), "");
+  Finalize();
+  EXPECT_EQ(tev_python_environment_finalize(), 0);
+}
+
+// A log function that does what it can to upset the plug-in, on no other thread than that of the callbacks.
+TEST_F(OutputTest, SurvivesTheHostsLogFunction) {
+  static std::thread::id driver;
+  static int calls;
+  static tev_event_provider_t* provider;
+  static tev_data_serializer_t buffer;
+  driver = std::this_thread::get_id();
+  const tev_log_func_t kFunctions[] = {
+      [](int, const char*) { std::this_thread::sleep_for(std::chrono::milliseconds(2)); },
+      [](int, const char*) { Python("print('again')"); },
+      [](int, const char* text) {
+        if (strncmp(text, "[python script]", 15) == 0) throw std::runtime_error("from the log function");
+      },
+      [](int, const char* text) {
+        if (strncmp(text, "[python script]", 15) == 0) provider->progress(provider, 0, &buffer);
+      },
+  };
+  for (const tev_log_func_t function : kFunctions) {
+    static tev_log_func_t misbehave;
+    misbehave = function;
+    calls = 0;
+    Configure({Script("s.py", R"py(print('one'); print('two'); return [1])py", R"(
+import threading, time
+def run():
+    while True: print('from a thread'); time.sleep(0.001)
+threading.Thread(target=run, daemon=True).start()
+)")},
+              {{"python-import-log-output", "1"}, {"python-import-release-lock", "1"}});
+    ASSERT_TRUE(Initialize());
+    provider = provider_;
+    const auto count = [](int level, const char* text) {
+      EXPECT_EQ(std::this_thread::get_id(), driver);
+      ++calls;
+      misbehave(level, text);
+    };
+    set_log_func(count, TEV_LOG_INFO);
+    for (int i = 0; i < 5; ++i) {
+      EXPECT_TRUE(Collect().complete());
+      usleep(3000);
+    }
+    EXPECT_GE(calls, 10);
+    set_log_func(nullptr, 0);
+    Finalize();
+  }
+}
+
+class LockTest : public ProviderTest {};
+
+// A thread that samples between collections, and changes a result while its walk rests.
+TEST_F(LockTest, IsGivenBackBetweenCallbacks) {
+  const std::string script = Script("s.py", "return result", R"(
+import threading, time
+stop = threading.Event()
+result = {'samples': 0, 'list': [1, 2, 3]}
+def run():
+    while not stop.wait(0.001):
+        result['samples'] += 1
+        result['list'] = [result['samples'], {'new': [0] * (result['samples'] % 5)}]
+thread = threading.Thread(target=run)
+thread.start()
+def end(args): stop.set(); thread.join(); return [1]
+)");
+  const auto samples = [this] {
+    buffer_.refuse = [offered = 0](const standin::Token&) mutable { return ++offered % 3 == 0; };
+    int64_t first = 0;
+    tev_progress_status_t status = TEV_PROGRESS_REFUSED;
+    while (status == TEV_PROGRESS_REFUSED) {
+      status = Progress();
+      usleep(2000);
+    }
+    EXPECT_EQ(status, TEV_PROGRESS_DONE);
+    for (const auto& token : buffer_.Drain()) {
+      if (token.type == standin::kLong && first == 0) first = standin::NumberIn<int64_t>(token);
+    }
+    return first;
+  };
+  for (const bool released : {true, false, true}) {
+    Start({script, script}, Keys(std::string("2-function=end;release-lock=") + (released ? "true" : "no")));
+    const int64_t before = samples();
+    usleep(50000);
+    const int64_t after = samples();
+    if (released) {
+      EXPECT_GT(after, before + 20);
+    } else {
+      EXPECT_LT(after, before + 10) << "the thread stands still";
+    }
+    EXPECT_EQ(SourceTags().size(), 2U);
+    buffer_.refuse = nullptr;
+    EXPECT_TRUE(Collect(1).complete());
+    Finalize();
+    EXPECT_EQ(Problems(), Messages());
+  }
+}
+
+TEST_F(LockTest, EndsWithItsLife) {
+  const std::string good = Script("s.py", "return [1]");
+  const auto holds_lock = Library().Symbol<int (*)()>("PyGILState_Check");
+  ASSERT_EQ(tev_python_environment_init(), 0);
+  const Options on = Keys("release-lock=1");
+  Configure({good, dir_ / "gone.py"}, on);
+  EXPECT_FALSE(Initialize());
+  EXPECT_EQ(holds_lock(), 1) << "after a start that failed";
+  Start({good}, on);
+  EXPECT_EQ(holds_lock(), 0);
+  EXPECT_FALSE(Construct(Keys("num-scripts=0;file="))) << "takes the lock to drop the scripts";
+  EXPECT_EQ(holds_lock(), 0);
+  for (int i = 0; i < 2; ++i) Finalize();
+  EXPECT_EQ(holds_lock(), 1) << "as before initialize";
+  Start({good});
+  EXPECT_EQ(holds_lock(), 1) << "a later life without the option";
+  Finalize();
+  EXPECT_EQ(tev_python_environment_finalize(), 0);
+
+  Library().Symbol<void (*)(int)>("Py_InitializeEx")(0);
+  Configure({good}, on);
+  EXPECT_TRUE(Initialize());
+  EXPECT_EQ(Problems(), Messages{Warning("the interpreter is the host's and keeps its lock")});
+  EXPECT_EQ(holds_lock(), 1);
+  Finalize();
+  EXPECT_EQ(Library().Symbol<int (*)()>("Py_FinalizeEx")(), 0);
+}
+
+}  // namespace
