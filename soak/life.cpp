@@ -19,7 +19,8 @@ constexpr uint32_t kScripts = 256;
 // Every second script asks for a forced synchronisation, and has its tag from an option.
 bool IsSecond(uint32_t index) { return index % 2 == 1; }
 
-standin::OptionList ScriptOptions(bool tolerant) {
+// Every other life has each of the provider's options on.
+standin::OptionList ScriptOptions(uint32_t seed, bool tolerant) {
   standin::OptionList options{{"enable-provider", "python"},
                               {"python-import-num-scripts", std::to_string(kScripts)},
                               {"python-import-file", RUBRUF_SOURCE_DIR "/soak/results.py"},
@@ -30,6 +31,8 @@ standin::OptionList ScriptOptions(bool tolerant) {
     options.emplace_back(prefix + "-force-sync", "true");
     options.emplace_back(prefix + "-tag", std::to_string(index));
   }
+  if (seed % 2 == 1) options.emplace_back("python-import-log-output", "true");
+  if (seed / 2 % 2 == 1) options.emplace_back("python-import-release-lock", "true");
   return options;
 }
 
@@ -59,7 +62,7 @@ Life::Life(const standin::Plugin& plugin, const standin::PythonModule& script, u
       script_(script),
       next_key_(next_key),
       totals_(totals),
-      provider_(plugin, ScriptOptions(tolerant_)) {
+      provider_(plugin, ScriptOptions(seed, tolerant_)) {
   ids_.next = *next_key;
   provider_.Initialize();
   ++totals_->lives;

@@ -285,10 +285,13 @@ TEST_F(ToolTest, ChecksScriptsWhateverTheirPaths) {
 }
 
 TEST_F(ToolTest, TellsHostOptionsAndWrongUsage) {
-  const std::string scripts = "options --script a.py --tag t --arg x=1=2 --force-sync --script b.py ";
-  EXPECT_EQ(Run(scripts + "--option enable-provider=python,x"),
-            "enable-provider=python,x\npython-import-num-scripts=2\npython-import-1-file=a.py\npython-import-1-tag=t\n"
-            "python-import-1-force-sync=true\npython-import-arg-1-x=1=2\npython-import-2-file=b.py\nstatus 0");
+  const std::string scripts =
+      "options --script a.py --tag t --arg x=1=2 --force-sync --script b.py --own-module --log-output --release-lock ";
+  EXPECT_EQ(
+      Run(scripts + "--option enable-provider=python,x"),
+      "enable-provider=python,x\npython-import-num-scripts=2\npython-import-1-file=a.py\npython-import-1-tag=t\n"
+      "python-import-1-force-sync=true\npython-import-arg-1-x=1=2\npython-import-2-file=b.py\n"
+      "python-import-2-own-module=true\npython-import-log-output=true\npython-import-release-lock=true\nstatus 0");
   EXPECT_EQ(Run("options --config-dir 'd\"' --format json"), R"({"python-import-config-dir":"d\""})"
                                                              "\nstatus 0");
   for (const char* wrong : {"", "collect", "run", "run --format xml --script x.py", "check --repeat 0 --script x.py",

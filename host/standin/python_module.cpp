@@ -11,7 +11,15 @@ constexpr int kFileInput = 257;  // Py_file_input: the source of a module
 
 }  // namespace
 
-void PythonModule::Release::operator()(void* object) const { plugin->Symbol<void (*)(void*)>("Py_DecRef")(object); }
+PythonModule::Lock::Lock(const Plugin* plugin)
+    : plugin_(plugin), state_(plugin->Symbol<int (*)()>("PyGILState_Ensure")()) {}
+
+PythonModule::Lock::~Lock() { plugin_->Symbol<void (*)(int)>("PyGILState_Release")(state_); }
+
+void PythonModule::Release::operator()(void* object) const {
+  const Lock lock(plugin);
+  plugin->Symbol<void (*)(void*)>("Py_DecRef")(object);
+}
 
 void PythonModule::Stop::operator()(const Plugin* plugin) const {
   plugin->Symbol<int (*)()>("tev_python_environment_finalize")();
@@ -39,6 +47,7 @@ PythonModule::Object PythonModule::Execute(const Source& source) const {
 
 std::string PythonModule::Call(const char* function, const std::string& text) const {
   const Plugin& plugin = *interpreter_;
+  const Lock lock(&plugin);
   // A walk may leave an error pending. It would be taken for an error of this call.
   plugin.Symbol<void (*)()>("PyErr_Clear")();
   const auto call = plugin.Symbol<void* (*)(void*, const char*, ...)>("PyObject_CallFunction");

@@ -36,6 +36,18 @@ class PythonModule {
   struct Stop {
     void operator()(const Plugin* plugin) const;
   };
+  // Holds the interpreter's lock, which the plug-in may give back between its callbacks.
+  class Lock {
+   public:
+    explicit Lock(const Plugin* plugin);
+    ~Lock();
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+
+   private:
+    const Plugin* plugin_;
+    int state_;
+  };
   using Object = std::unique_ptr<void, Release>;
 
   Object Execute(const Source& source) const;

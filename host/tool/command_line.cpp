@@ -300,6 +300,8 @@ class Parser {
         [this](auto& text) { LastScript("--arg").arguments.push_back(SplitPair("--arg", text)); });
     AddFlag("--force-sync", "Let the last script ask for a forced synchronisation",
             [this] { LastScript("--force-sync").settings.emplace_back("force-sync", "true"); });
+    AddFlag("--own-module", "Load the last script as a module of its own",
+            [this] { LastScript("--own-module").settings.emplace_back("own-module", "true"); });
     AddFlag("--tolerant", "Leave out what the last script returns and cannot be sent; its faults stop no other script",
             [this] { LastScript("--tolerant").settings.emplace_back("tolerant", "true"); });
   }
@@ -311,6 +313,10 @@ class Parser {
     add("--config-dir", "python-import-config-dir", "DIR", "Serve the scripts of the .cfg files in this directory");
     add("--enable-provider", "enable-provider", "LIST", "Providers to enable; default with --script: python");
     add("--disable-provider", "disable-provider", "LIST", "Providers to disable");
+    AddFlag("--log-output", "Lead what scripts print, and their tracebacks, to the plug-in's log",
+            [this] { options_.emplace_back("python-import-log-output", "true"); });
+    AddFlag("--release-lock", "Let threads of scripts run between collections",
+            [this] { options_.emplace_back("python-import-release-lock", "true"); });
     Add("--option", "KEY=VALUE", "Any option of the plug-in, over all others; may be repeated",
         [this](auto& text) { overrides_.push_back(SplitPair("--option", text)); });
   }
