@@ -105,7 +105,7 @@ PyMethodDef functions[] = {{"write", Write, METH_O, nullptr},
 // a Python error.
 OwnedRef MakeRawStream(PyObject* io, const Stream& stream, int descriptor) {
   const OwnedRef number(PyLong_FromLong(descriptor));
-  const OwnedRef base(PyObject_GetAttrString(io, "RawIOBase"));
+  const OwnedRef base(PyObject_GetAttrString(io, "_RawIOBase"));
   const OwnedRef members(number && base ? Py_BuildValue("{ssss}", "name", stream.label, "mode", "w") : nullptr);
   if (!members) return nullptr;
   for (PyMethodDef& definition : functions) {
@@ -119,7 +119,7 @@ OwnedRef MakeRawStream(PyObject* io, const Stream& stream, int descriptor) {
 
 // Writes each text through at once, and escapes what UTF-8 cannot carry. Null with a Python error.
 OwnedRef MakeStream(const Stream& stream, int descriptor) {
-  const OwnedRef io(PyImport_ImportModule("io"));
+  const OwnedRef io(PyImport_ImportModule("_io"));
   const OwnedRef raw(io ? MakeRawStream(io.get(), stream, descriptor) : nullptr);
   if (!raw) return nullptr;
   return OwnedRef(PyObject_CallMethod(io.get(), "TextIOWrapper", "OssOOO", raw.get(), "utf-8", "backslashreplace",
