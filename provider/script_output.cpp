@@ -17,9 +17,10 @@
 namespace {
 
 struct Stream {
-  const char* name;   // in sys
-  const char* saved;  // in sys from Install to Remove: the stream of ours, and the one that it replaces
-  const char* label;  // the name that the stream tells
+  const char* name;      // in sys
+  const char* ours;      // in sys from the first Install on: the stream of ours, one for all lives of an interpreter
+  const char* replaced;  // in sys from Install to Remove: what ours stands in the place of
+  const char* label;     // the name that the stream tells
   int level;
   // The line that has not ended: of the thread that drives the provider, and of all others. Never destroyed, because
   // threads of scripts may print until the very end of the process.
@@ -28,8 +29,10 @@ struct Stream {
 };
 
 Stream streams[] = {
-    {"stdout", "_rubruf_stdout", "<stdout>", TEV_LOG_INFO, *new std::string, *new std::string},
-    {"stderr", "_rubruf_stderr", "<stderr>", TEV_LOG_ERROR, *new std::string, *new std::string},
+    {"stdout", "_rubruf_stdout", "_rubruf_replaced_stdout", "<stdout>", TEV_LOG_INFO, *new std::string,
+     *new std::string},
+    {"stderr", "_rubruf_stderr", "_rubruf_replaced_stderr", "<stderr>", TEV_LOG_ERROR, *new std::string,
+     *new std::string},
 };
 bool installed = false;
 
@@ -126,22 +129,34 @@ OwnedRef MakeStream(const Stream& stream, int descriptor) {
                                       Py_None, Py_False, Py_True));
 }
 
+// The stream of an earlier life in this interpreter, if no script has closed it: logging handlers may still hold it.
+// Null with a Python error.
+OwnedRef FindOrMakeStream(const Stream& stream, int descriptor) {
+  PyObject* const found = PySys_GetObject(stream.ours);  // borrowed
+  if (found != nullptr) {
+    OwnedRef earlier = NewRef(found);
+    const OwnedRef closed(PyObject_GetAttrString(found, "closed"));
+    if (closed.get() == Py_False) return earlier;
+    PyErr_Clear();
+  }
+  return MakeStream(stream, descriptor);
+}
+
 bool Replace(const Stream& stream, int descriptor) {
+  const OwnedRef ours = FindOrMakeStream(stream, descriptor);
   PyObject* const before = PySys_GetObject(stream.name);  // borrowed; null if a script has deleted it
-  const OwnedRef ours = MakeStream(stream, descriptor);
-  const OwnedRef saved(ours ? PyTuple_Pack(2, ours.get(), before != nullptr ? before : Py_None) : nullptr);
-  return saved && PySys_SetObject(stream.saved, saved.get()) == 0 && PySys_SetObject(stream.name, ours.get()) == 0;
+  return ours && PySys_SetObject(stream.replaced, before != nullptr ? before : Py_None) == 0 &&
+         PySys_SetObject(stream.ours, ours.get()) == 0 && PySys_SetObject(stream.name, ours.get()) == 0;
 }
 
 // Leaves a stream that a script has put in the place of ours.
 void PutBack(const Stream& stream) {
-  PyObject* const found = PySys_GetObject(stream.saved);  // borrowed
-  if (found == nullptr || !PyTuple_Check(found) || PyTuple_GET_SIZE(found) != 2) return;
-  const OwnedRef saved = NewRef(found);
-  if (PySys_GetObject(stream.name) == PyTuple_GET_ITEM(found, 0)) {
-    PySys_SetObject(stream.name, PyTuple_GET_ITEM(found, 1));
-  }
-  PySys_SetObject(stream.saved, nullptr);
+  PyObject* const found = PySys_GetObject(stream.replaced);  // borrowed
+  if (found == nullptr) return;
+  const OwnedRef replaced = NewRef(found);
+  PyObject* const present = PySys_GetObject(stream.name);  // borrowed
+  if (present != nullptr && present == PySys_GetObject(stream.ours)) PySys_SetObject(stream.name, replaced.get());
+  PySys_SetObject(stream.replaced, Py_None);
   PyErr_Clear();
 }
 
