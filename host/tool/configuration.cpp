@@ -207,8 +207,8 @@ class OptionsReader {
       if (IsKnown(name, known)) return CheckValue(key, name, value);
     }
     for (std::string& script_key : known) script_key.insert(0, kOptionPrefix);
-    known.insert(known.end(),
-                 {kAppIdOption, kNumScriptsOption, kConfigDirOption, kEnableProviderOption, kDisableProviderOption});
+    known.insert(known.end(), {kAppIdOption, kNumScriptsOption, kConfigDirOption, kLogOutputOption, kReleaseLockOption,
+                               kEnableProviderOption, kDisableProviderOption});
     if (IsKnown(key, known)) return;
     remarks_->warnings.push_back("option " + key + ": unknown and ignored: " + Suggestion(key, known));
   }
