@@ -18,11 +18,11 @@
 namespace {
 
 // Behind the interpreter's end, which may still print and log. An interpreter that is kept may have given its lock to
-// threads of scripts.
-void EndLog() {
-  const bool runs = Py_IsInitialized() != 0;
+// threads of scripts. `python_ran` is false in a child of a fork, where nobody may be left to give the lock away.
+void EndLog(bool python_ran) {
+  const bool runs = python_ran && Py_IsInitialized() != 0;
   const PyGILState_STATE lock = runs ? PyGILState_Ensure() : PyGILState_UNLOCKED;
-  script_output::Remove();
+  script_output::Remove(runs);
   host_log::End();
   if (runs) PyGILState_Release(lock);
 }
@@ -102,9 +102,10 @@ void PythonEventProvider::Finalize(tev_event_provider_t* /*provider*/) {
   ResetWalk();
   if (python_started) {
     python_started = 0;
+    const bool python_ran = PythonRuns();
     if (tev_python_environment_finalize() != 0) {
       TEV_LOG(TEV_LOG_ERROR, "[python provider] could not finalize python environment");
     }
-    EndLog();
+    EndLog(python_ran);
   }
 }

@@ -178,12 +178,12 @@ void script_output::EndLines() {
   for (Stream& stream : streams) EndLine(stream.own_line, stream.level);
 }
 
-void script_output::Remove() {
+void script_output::Remove(bool python_runs) {
   if (!installed) return;
   for (Stream& stream : streams) {
     EndLine(stream.own_line, stream.level);
     EndLine(stream.others_line, stream.level);
-    if (Py_IsInitialized() != 0) PutBack(stream);
+    if (python_runs) PutBack(stream);
   }
   installed = false;
 }

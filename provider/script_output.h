@@ -21,8 +21,8 @@ void Install();
 void EndLines();
 
 // Logs all unfinished lines and puts the streams back, if scripts have not replaced them. The interpreter may have been
-// stopped before; what its end printed is then logged. Harmless without an Install.
-void Remove();
+// stopped before (`python_runs` is then false); what its end printed is then logged. Harmless without an Install.
+void Remove(bool python_runs);
 
 }  // namespace script_output
 
