@@ -12,7 +12,7 @@
 
 namespace host_log {
 
-// What a message of the logger holds behind "[python script] ". A longer line is several messages.
+// What a message of the logger holds behind the prefix that tells of its origin. A longer line is several messages.
 constexpr size_t kLongestLine = 982;
 
 // Begins a life of the provider on the calling thread, which is then the one that drives it. Harmless when called
@@ -22,8 +22,8 @@ void Begin();
 // False between lives.
 bool OnDrivingThread();
 
-// Logs the lines of `text` (UTF-8) at `level`, each as "[python script] %s", or has them wait. Between lives they are
-// dropped. Throws std::bad_alloc.
+// Logs each line of `text` (UTF-8) at `level`, behind that prefix and behind the lines that wait, or has it wait.
+// Between lives it is dropped. Throws std::bad_alloc.
 void Write(int level, const std::string& text);
 
 // Logs the beginning of a line that is too long for one message, and returns its length. What remains is not empty, and
