@@ -19,7 +19,7 @@ constexpr uint32_t kScripts = 256;
 // Every second script asks for a forced synchronisation, and has its tag from an option.
 bool IsSecond(uint32_t index) { return index % 2 == 1; }
 
-// Every other life gives the interpreter's lock back between callbacks.
+// The options of the whole provider are on in half of the lives each, in all four combinations.
 standin::OptionList ScriptOptions(uint32_t seed, bool tolerant) {
   standin::OptionList options{{"enable-provider", "python"},
                               {"python-import-num-scripts", std::to_string(kScripts)},
@@ -32,6 +32,7 @@ standin::OptionList ScriptOptions(uint32_t seed, bool tolerant) {
     options.emplace_back(prefix + "-tag", std::to_string(index));
   }
   if (seed % 2 == 1) options.emplace_back("python-import-release-lock", "true");
+  if (seed % 4 < 2) options.emplace_back("python-import-log-output", "true");
   return options;
 }
 
