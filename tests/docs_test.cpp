@@ -138,13 +138,14 @@ TEST(OptionsTest, AreDocumentedAndCheckedAsTheHeaderHasThem) {
   std::set<std::string> known;
   std::set<std::string> documented;
   const std::string checked = Read(kRoot / "host/tool/configuration.cpp");
-  for (const auto& key : Matches(Read(kRoot / "provider/option_keys.h"), R"((k\w+Option)\[\] = "([^"]+)\")")) {
+  const std::string header = Read(kRoot / "provider/option_keys.h");
+  for (const auto& key : Matches(header, R"((k\w+Option)\[\] = "([^"]+)\")")) {
     if (key[1] == "kEnableOption") continue;  // of .cfg files alone
     known.insert(key[2]);
     EXPECT_NE(checked.find(key[1]), std::string::npos) << key[1] << " is unknown to rubruf-host check";
   }
-  for (const auto& row :
-       Matches(Read(kRoot / "docs/configuration.md"), R"(\n\| ((?:python-import|enable|disable)-[\w-]+) \|)")) {
+  const std::string page = Read(kRoot / "docs/configuration.md");
+  for (const auto& row : Matches(page, R"(\n\| ((?:python-import|enable|disable)-[\w-]+) \|)")) {
     if (row[1].str().find("-arg-") == std::string::npos) documented.insert(row[1]);
   }
   EXPECT_THAT(documented, ::testing::ContainerEq(known));

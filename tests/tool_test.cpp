@@ -15,7 +15,7 @@ class ToolTest : public ::testing::Test {
  protected:
   ToolTest() {
     // Freed memory is to look free; and the tool unloads CPython, which keeps some to the end of the process.
-    setenv("ASAN_OPTIONS", "quarantine_size_mb=0:detect_leaks=0", 1);
+    setenv("ASAN_OPTIONS", "quarantine_size_mb=0:detect_leaks=0:handle_segv=0", 1);
     setenv("PYTHONDONTWRITEBYTECODE", "1", 1);  // a changed script is imported anew, whatever the clock's grain
     std::filesystem::create_directory(dir_ / "b");
   }
