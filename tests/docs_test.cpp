@@ -12,18 +12,12 @@
 #include <regex>
 #include <set>
 
-#include "host/standin/json_writer.h"
 #include "tests/provider_test_base.h"
 
 using nlohmann::ordered_json;
 namespace fs = std::filesystem;
 
 const fs::path kRoot = RUBRUF_SOURCE_DIR;
-
-std::string Read(const fs::path& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 std::vector<std::smatch> Matches(const std::string& text, const std::string& pattern) {
   const std::regex regex(pattern);
@@ -51,7 +45,7 @@ std::vector<Example> Examples() {
   std::vector<Example> examples;
   bool complete = true;
   for (const char* document : {"docs/writing-scripts.md", "docs/configuration.md"}) {
-    const std::string text = Read(kRoot / document);
+    const std::string text = ReadFile(kRoot / document);
     for (const auto& block : Blocks(text, "python|ini|properties|json|text")) {
       const std::string kind = block[1];
       const std::string content = block[2];
@@ -116,7 +110,7 @@ TEST_P(ExampleTest, DoesWhatItsDocumentSays) {
 INSTANTIATE_TEST_SUITE_P(Documents, ExampleTest, ::testing::ValuesIn(Examples()));
 
 TEST_F(ProviderTest, WritesTheStreamOfTheDocumentByteByByte) {
-  const std::string text = Read(kRoot / "docs/token-stream.md");
+  const std::string text = ReadFile(kRoot / "docs/token-stream.md");
   std::vector<standin::Token> documented;
   for (const auto& row : Matches(text, R"(\| 0x(\w{8})(\w{8}) \| (\d+) \|([0-9a-f ]*)\|)")) {
     const auto half = [](const std::string& digits) { return static_cast<uint32_t>(std::stoul(digits, nullptr, 16)); };
@@ -137,14 +131,14 @@ TEST_F(ProviderTest, WritesTheStreamOfTheDocumentByteByByte) {
 TEST(OptionsTest, AreDocumentedAndCheckedAsTheHeaderHasThem) {
   std::set<std::string> known;
   std::set<std::string> documented;
-  const std::string checked = Read(kRoot / "host/tool/configuration.cpp");
-  const std::string header = Read(kRoot / "provider/option_keys.h");
+  const std::string checked = ReadFile(kRoot / "host/tool/configuration.cpp");
+  const std::string header = ReadFile(kRoot / "provider/option_keys.h");
   for (const auto& key : Matches(header, R"((k\w+Option)\[\] = "([^"]+)\")")) {
     if (key[1] == "kEnableOption") continue;  // of .cfg files alone
     known.insert(key[2]);
     EXPECT_NE(checked.find(key[1]), std::string::npos) << key[1] << " is unknown to rubruf-host check";
   }
-  const std::string page = Read(kRoot / "docs/configuration.md");
+  const std::string page = ReadFile(kRoot / "docs/configuration.md");
   for (const auto& row : Matches(page, R"(\n\| ((?:python-import|enable|disable)-[\w-]+) \|)")) {
     if (row[1].str().find("-arg-") == std::string::npos) documented.insert(row[1]);
   }
@@ -156,7 +150,7 @@ TEST(MessagesTest, AreDocumentedAsTheSourcesHaveThem) {
   std::set<std::string> documented;
   for (const char* folder : {"provider", "config", "utils"}) {
     for (const auto& entry : fs::recursive_directory_iterator(kRoot / folder)) {
-      const std::string text = entry.is_regular_file() ? Read(entry) : "";
+      const std::string text = entry.is_regular_file() ? ReadFile(entry) : "";
       size_t prefixed = 0;
       const auto calls =
           Matches(text, R"((?:TEV_(?:UTIL_)?LOG\((?:TEV_LOG_)?(\w+),|FailBinding\()\s*((?:"[^"]*"\s*)+))");
@@ -171,7 +165,7 @@ TEST(MessagesTest, AreDocumentedAsTheSourcesHaveThem) {
       EXPECT_EQ(prefixed, Matches(text, R"("\[python )").size()) << "a message that is logged otherwise, in " << entry;
     }
   }
-  const std::string text = Read(kRoot / "docs/messages.md");
+  const std::string text = ReadFile(kRoot / "docs/messages.md");
   for (const auto& row : Matches(text, "\n\\| (\\w+) \\| `([^`]+)`")) {
     documented.insert(boost::to_upper_copy(row[1].str()) + ": " + row[2].str());
   }

@@ -6,7 +6,6 @@
 #include <set>
 #include <sstream>
 
-#include "host/standin/json_writer.h"
 #include "tests/provider_test_base.h"
 
 using nlohmann::json;
@@ -33,7 +32,7 @@ const json kShapes = {
 
 class ExamplesTest : public ProviderTest {
  protected:
-  json Data(uint32_t index) { return json::parse(standin::ToJsonLine("", Collect(index).tokens))["data"]; }
+  json Data(uint32_t index) { return json::parse(Json(index)); }
 };
 
 TEST_F(ExamplesTest, ArriveFromTheirDirectoryAsDocumented) {

@@ -4,7 +4,6 @@
 
 #include <set>
 
-#include "host/standin/json_writer.h"
 #include "tests/provider_test_base.h"
 #include "utils/python_env/python_env.h"
 
@@ -12,19 +11,8 @@ namespace {
 
 using namespace messages;
 using namespace std::string_literals;
+using HostileTest = ProviderTest;
 using Tags = std::vector<std::string>;
-
-class HostileTest : public ProviderTest {
- protected:
-  // The value that a collection brings, as JSON; "error" where it fails.
-  std::string Json() {
-    standin::Collection collection = Collect();
-    if (collection.status == TEV_PROGRESS_ERROR) return "error";
-    const std::string line = standin::ToJsonLine("", collection.tokens);
-    const size_t value = line.find("\"data\": ") + 8;
-    return line.substr(value, line.size() - value - 1);
-  }
-};
 
 TEST_F(HostileTest, IsReadWithoutACallOfOverriddenMethods) {
   Start({Script("s.py", "return collect_hostile()", R"(
@@ -155,9 +143,7 @@ TEST_F(HostileTest, MaySpoilItsInterpreter) {
     };
     Write("results", "");
     EXPECT_EXIT(live(), testing::ExitedWithCode(0), "") << statements;
-    std::string results;
-    std::getline(std::ifstream(dir_ / "results"), results);
-    EXPECT_EQ(results, expected + " [1]") << statements;
+    EXPECT_EQ(ReadFile(dir_ / "results"), expected + " [1]") << statements;
   }
 }
 

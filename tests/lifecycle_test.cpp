@@ -30,12 +30,6 @@ RUBRUF_IMPORT(tev_python_environment_print_error);
 RUBRUF_IMPORT(tev_python_environment_get_module);
 RUBRUF_IMPORT(tev_python_environment_finalize);
 
-// Runs statements in the running interpreter, found where an extension module finds it. False when they raise.
-bool Python(const std::string& statements) {
-  const auto run = reinterpret_cast<int (*)(const char*, void*)>(dlsym(RTLD_DEFAULT, "PyRun_SimpleStringFlags"));
-  return run != nullptr && run(statements.c_str(), nullptr) == 0;
-}
-
 TEST_F(EnvironmentTest, CountsItsUsers) {
   tev_python_environment_print_error();
   EXPECT_EQ(tev_python_environment_get_module("a.py"), nullptr);

@@ -43,12 +43,6 @@ spec = importlib.util.spec_from_file_location('_lsprof', own)
 importlib.util.module_from_spec(spec)
 )" + more);
   }
-
-  std::string Read(const std::string& name) {
-    std::ostringstream text;
-    text << std::ifstream(dir_ / name).rdbuf();
-    return text.str();
-  }
 };
 
 struct LibraryCase {
@@ -117,7 +111,7 @@ def state(): return *found, list(pool.map(abs, [-1, -2])), threading.main_thread
     };
     if (life < 2) live();
     if (life >= 2) OnThread(768, live);
-    EXPECT_EQ(Read("notes"), notes += "wa") << life;
+    EXPECT_EQ(ReadFile(dir_ / "notes"), notes += "wa") << life;
     int told = 0;
     for (const auto& [level, text] : log_.Take()) {
       told += level == TEV_LOG_INFO &&
@@ -168,7 +162,7 @@ threading.Thread(target=threading.Event().wait, daemon=True).start()
         _exit(0);
       };
       EXPECT_EXIT(live(), testing::ExitedWithCode(0), "");
-      EXPECT_EQ(Read("out"), hosts && locale[1] == '\0' ? "" : "größe\n") << hosts << locale;
+      EXPECT_EQ(ReadFile(dir_ / "out"), hosts && locale[1] == '\0' ? "" : "größe\n") << hosts << locale;
     }
   }
   Library().Symbol<void (*)(int)>("Py_InitializeEx")(0);

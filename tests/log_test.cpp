@@ -10,11 +10,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-
-#include "tests/library.h"
+#include "tests/provider_test_base.h"
 
 namespace {
 timespec wall_clock;     // what the real-time clock shows, unless 0
@@ -79,16 +75,10 @@ class Log : public testing::Test {
     wall_clock = {};
     system_log.clear();
     unsetenv("TEV_API_LOG_LEVEL");
-    unlink(path_.c_str());
   }
 
-  std::string FileText() const {
-    std::ostringstream text;
-    text << std::ifstream(path_).rdbuf();
-    return text.str();
-  }
-
-  const std::string path_ = testing::TempDir() + "rubruf_log_test." + std::to_string(getpid());
+  const TempDir dir_;
+  const std::string path_ = dir_ / "log";
 };
 
 TEST_F(Log, WritesToStandardErrorOfItself) {
@@ -155,13 +145,13 @@ TEST_F(Log, TruncatesFlushesAndClosesItsFile) {
     EXPECT_TRUE(tev_init_file_logger(path_.c_str(), 6));
     EXPECT_EQ(tev_log_level, 6);
     _tev_log(TEV_LOG_DEBUG, "%s", message);
-    EXPECT_EQ(FileText(), Line(std::string("[debug] ") + message));
+    EXPECT_EQ(ReadFile(path_), Line(std::string("[debug] ") + message));
   }
   EXPECT_TRUE(tev_close_logger());
   EXPECT_EQ(open_files(), before);
   EXPECT_EQ(tev_log_level, 6);
   EXPECT_EQ(Stderr([] { _tev_log(5, "three"); }), Line("three"));
-  EXPECT_EQ(FileText(), Line("[debug] two"));
+  EXPECT_EQ(ReadFile(path_), Line("[debug] two"));
 }
 
 TEST_F(Log, FallsBackToStandardErrorWithoutAFile) {
@@ -169,7 +159,7 @@ TEST_F(Log, FallsBackToStandardErrorWithoutAFile) {
   EXPECT_EQ(Stderr([&] { EXPECT_FALSE(tev_init_file_logger((path_ + "/below").c_str(), 4)); }), "");
   EXPECT_EQ(tev_log_level, 4);
   EXPECT_EQ(Stderr([] { TEV_LOG(TEV_LOG_WARNING, "here"); }), Line("[warning] here"));
-  EXPECT_EQ(FileText(), "");
+  EXPECT_EQ(ReadFile(path_), "");
 }
 
 TEST_F(Log, LeavesStampAndTagToTheSystemLog) {
@@ -202,7 +192,7 @@ TEST_F(Log, HandsMessagesToTheFunctionInsteadOfTheSink) {
   EXPECT_EQ(get_log_func(), nullptr);
   tev_log_level = TEV_LOG_ERROR;
   TEV_LOG(TEV_LOG_ERROR, "%s", longest.c_str());
-  EXPECT_EQ(FileText(), Line("[error] direct") + Line("[error] " + longest)) << "a sink does not cut";
+  EXPECT_EQ(ReadFile(path_), Line("[error] direct") + Line("[error] " + longest)) << "a sink does not cut";
 }
 
 TEST_F(Log, DumpsBytesInLinesOfSixteen) {

@@ -4,7 +4,6 @@
 #include <optional>
 #include <set>
 
-#include "host/standin/json_writer.h"
 #include "tests/alloc_seam.h"
 #include "tests/provider_test_base.h"
 #include "tests/root_with_config.h"
@@ -21,7 +20,7 @@ class MemoryTest : public ProviderTest {
   MemoryTest() { alloc_seam::Watch(); }
 
   // The messages of problems since the last call, without their prefix.
-  std::string Told() {
+  std::string ToldProblems() {
     std::string told;
     for (const auto& [level, text] : Problems()) {
       told += (told.empty() ? "" : "; ") + text.substr(text.find(']') + 2);
@@ -36,7 +35,7 @@ class MemoryTest : public ProviderTest {
     if (call()) return;
     ASSERT_TRUE(failure_ && failure_->struck());
     failure_.reset();
-    const std::string told = Told();
+    const std::string told = ToldProblems();
     told_.insert(told);
     repair();
     EXPECT_TRUE(call()) << told;
@@ -135,9 +134,7 @@ def collect(args):
   void ExpectAsReturned(std::vector<Token> tokens) {
     ASSERT_FALSE(tokens.empty());
     tokens[0].payload = standin::PayloadOf(uint64_t{0});
-    std::string json;
-    std::ifstream file(dir_ / "some_script.py.json");
-    std::getline(file, json);
+    const std::string json = ReadFile(dir_ / "some_script.py.json");
     EXPECT_EQ(standin::ToJsonLine("", tokens), R"({"source": "", "timestamp": 0, "data": )" + json + "}");
     for (const Token& token : tokens) {
       if (token.type != standin::kKeyName) continue;
@@ -194,7 +191,7 @@ TEST_F(MemoryTest, TheInterpreterStartsWhenItIsBack) {
       struck = failure.struck();
     }
     EXPECT_TRUE(!started || Collect().complete());
-    told.insert(Told());
+    told.insert(ToldProblems());
     Finalize();
   }
   EXPECT_EQ(told, (std::set<std::string>{"", "could not create python environment; could not start python environment",

@@ -1,7 +1,6 @@
 // Tests of the options of the whole provider: what scripts write reaches the log, and the interpreter's lock is given
 // back between callbacks.
 
-#include <dlfcn.h>
 #include <unistd.h>
 
 #include <stdexcept>
@@ -18,25 +17,9 @@ RUBRUF_IMPORT(tev_python_environment_init);
 RUBRUF_IMPORT(tev_python_environment_finalize);
 RUBRUF_IMPORT(set_log_func);
 
-// Runs statements in the running interpreter. False when they raise.
-bool Python(const std::string& statements) {
-  const auto run = reinterpret_cast<int (*)(const char*, void*)>(dlsym(RTLD_DEFAULT, "PyRun_SimpleStringFlags"));
-  return run != nullptr && run(statements.c_str(), nullptr) == 0;
-}
-
 class OutputTest : public ProviderTest {
  protected:
   static inline const Options kOn{{"python-import-log-output", "true"}, {"python-import-own-module", "1"}};
-
-  // What scripts have written since the last call: the level's number and the line, with '|' between.
-  std::string Told() {
-    std::string told;
-    for (const auto& [level, text] : log_.Take()) {
-      if (text.rfind("[python script] ", 0) != 0 && level > TEV_LOG_WARNING) continue;
-      told += (told.empty() ? "" : "|") + std::to_string(level) + text.substr(text.find(']') + 2);
-    }
-    return told;
-  }
 
   // What a life of a script writes whose function has this body.
   std::string Live(const std::string& body, const std::string& more = "") {
@@ -117,9 +100,9 @@ TEST_F(OutputTest, SurvivesTheHostsLogFunction) {
     misbehave = function;
     calls = 0;
     Configure({Script("s.py", R"py(print('one'); print('two'); return [1])py", R"(
-import threading, time
+import rubruf, threading, time
 def run():
-    while True: print('from a thread'); time.sleep(0.001)
+    while True: print('from a thread'); rubruf.log(6, 'logged there'); time.sleep(0.001)
 threading.Thread(target=run, daemon=True).start()
 )")},
               {{"python-import-log-output", "1"}, {"python-import-release-lock", "1"}});

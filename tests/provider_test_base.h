@@ -6,6 +6,7 @@
 #ifndef RUBRUF_TESTS_PROVIDER_TEST_BASE_H_
 #define RUBRUF_TESTS_PROVIDER_TEST_BASE_H_
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -18,6 +19,7 @@
 #include "host/standin/collector.h"
 #include "host/standin/handles.h"
 #include "host/standin/host_options.h"
+#include "host/standin/json_writer.h"
 #include "tests/library.h"
 
 // A directory that goes with all that is in it.
@@ -36,6 +38,17 @@ class TempDir {
  private:
   std::filesystem::path path_;
 };
+
+inline std::string ReadFile(const std::filesystem::path& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// Runs statements in the running interpreter, found where an extension module finds it. False when they raise.
+inline bool Python(const std::string& statements) {
+  const auto run = reinterpret_cast<int (*)(const char*, void*)>(dlsym(RTLD_DEFAULT, "PyRun_SimpleStringFlags"));
+  return run != nullptr && run(statements.c_str(), nullptr) == 0;
+}
 
 // The library's messages as its code words them, for comparisons with what was caught.
 namespace messages {
@@ -139,6 +152,15 @@ class ProviderTest : public ::testing::Test {
   tev_progress_status_t Progress(uint32_t index = 0) { return provider_->progress(provider_, index, &buffer_); }
   standin::Collection Collect(uint32_t index = 0) { return standin::Collect(provider_, index, &buffer_); }
 
+  // The value that a collection brings, as JSON; "error" where it fails.
+  std::string Json(uint32_t index = 0) {
+    const standin::Collection collection = Collect(index);
+    if (collection.status == TEV_PROGRESS_ERROR) return "error";
+    const std::string line = standin::ToJsonLine("", collection.tokens);
+    const size_t value = line.find("\"data\": ") + 8;
+    return line.substr(value, line.size() - value - 1);
+  }
+
   // The first text that a collection brings; "(none)" without one.
   std::string FirstText(uint32_t index = 0) {
     for (const auto& token : Collect(index).tokens) {
@@ -179,6 +201,16 @@ class ProviderTest : public ::testing::Test {
       if (message.first <= TEV_LOG_WARNING) problems.push_back(message);
     }
     return problems;
+  }
+
+  // What scripts have written since the last call, and problems: the level's number and the line, with '|' between.
+  std::string Told() {
+    std::string told;
+    for (const auto& [level, text] : log_.Take()) {
+      if (text.rfind("[python script] ", 0) != 0 && level > TEV_LOG_WARNING) continue;
+      told += (told.empty() ? "" : "|") + std::to_string(level) + text.substr(text.find(']') + 2);
+    }
+    return told;
   }
 
   TempDir dir_;

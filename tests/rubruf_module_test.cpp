@@ -1,30 +1,17 @@
 // Tests of the module `rubruf`: its way to the host's logger, its figures, and its end with the provider's life.
 
 #include <nlohmann/json.hpp>
-#include <thread>
 
-#include "host/standin/json_writer.h"
 #include "tests/provider_test_base.h"
 #include "utils/python_env/python_env.h"
 
 namespace {
 
-using namespace messages;
 using nlohmann::json;
 
 class RubrufModuleTest : public ProviderTest {
  protected:
-  json Data(uint32_t index = 0) { return json::parse(standin::ToJsonLine("", Collect(index).tokens))["data"]; }
-  static Messages::value_type Line(int level, const std::string& text) { return {level, "[python script] " + text}; }
-
-  // The lines of scripts since the last call.
-  Messages Lines() {
-    Messages lines;
-    for (const auto& message : log_.Take()) {
-      if (message.second.rfind("[python script] ", 0) == 0) lines.push_back(message);
-    }
-    return lines;
-  }
+  json Data(uint32_t index = 0) { return json::parse(Json(index)); }
 };
 
 TEST_F(RubrufModuleTest, LogsToTheHost) {
@@ -37,46 +24,7 @@ TEST_F(RubrufModuleTest, LogsToTheHost) {
           "    try: rubruf.log(*bad)\n"
           "    except (ValueError, TypeError) as error: rubruf.log(3, type(error).__name__)\n"}});
   Collect();
-  EXPECT_EQ(Lines(), (Messages{Line(TEV_LOG_DEBUG, "one"), Line(TEV_LOG_DEBUG, ""), Line(TEV_LOG_DEBUG, "two"),
-                               Line(TEV_LOG_ERROR, ""), Line(TEV_LOG_WARNING, "a b\\ud800ä"), Line(TEV_LOG_ERROR, "c"),
-                               Line(TEV_LOG_WARNING, "5 %"), Line(TEV_LOG_INFO, "i"), Line(TEV_LOG_DEBUG, "d"),
-                               Line(TEV_LOG_ERROR, "ValueError"), Line(TEV_LOG_ERROR, "TypeError"),
-                               Line(TEV_LOG_ERROR, "TypeError")}));
-}
-
-// The log function is only called on the thread that drives the provider. Here it is slow, and calls the interpreter.
-TEST_F(RubrufModuleTest, KeepsLinesOfThreadsForTheProvidersThread) {
-  Start({Script("s.py", "return work(args)", R"(
-import atexit, rubruf, threading
-def work(args, count=[0]):
-    count[0] += 1
-    lines = 3 if count[0] == 1 else 1500
-    thread = threading.Thread(target=lambda: [rubruf.log(6, 'line %d' % i) for i in range(lines)])
-    thread.start(); thread.join()
-    rubruf.log(6, 'at once')
-    return [lines]
-atexit.register(lambda: rubruf.log(6, 'the end'))
-)")});
-  static std::vector<std::string> lines;
-  static const std::thread::id driver = std::this_thread::get_id();
-  RUBRUF_IMPORT(set_log_func);
-  set_log_func(
-      [](int, const char* message) {
-        EXPECT_EQ(std::this_thread::get_id(), driver);
-        if (lines.size() < 10) std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        Library().Symbol<int (*)(const char*)>("PyRun_SimpleString")("import time; time.sleep(0)");
-        lines.emplace_back(message);
-      },
-      TEV_LOG_INFO);
-  Collect();
-  EXPECT_EQ(lines, (std::vector<std::string>{"[python script] line 0", "[python script] line 1",
-                                             "[python script] line 2", "[python script] at once"}));
-  Collect();
-  EXPECT_EQ(lines.size(), 4U + 1 + 1000 + 1);
-  EXPECT_EQ(lines.at(lines.size() - 2),
-            "[python provider] lines of threads dropped: 500, since only 1000 wait for a callback");
-  Finalize();
-  EXPECT_EQ(lines.back(), "[python script] the end");
+  EXPECT_EQ(Told(), "7one|7|7two|3|4a b\\ud800ä|3c|45 %|6i|7d|3ValueError|3TypeError|3TypeError");
 }
 
 TEST_F(RubrufModuleTest, CountsWhatScriptsDo) {
@@ -115,21 +63,20 @@ TEST_F(RubrufModuleTest, CountsWhatScriptsDo) {
 TEST_F(RubrufModuleTest, ServesOneLifeAfterTheOther) {
   RUBRUF_IMPORT(tev_python_environment_init);
   RUBRUF_IMPORT(tev_python_environment_finalize);
-  const auto run = Library().Symbol<int (*)(const char*)>("PyRun_SimpleString");
   ASSERT_EQ(tev_python_environment_init(), 0);
-  ASSERT_EQ(run("import sys; finders = list(sys.meta_path)\n"
-                "def absent():\n  try: import rubruf\n  except ModuleNotFoundError: return True\n"
-                "assert absent()"),
-            0);
+  ASSERT_TRUE(
+      Python("import sys; finders = list(sys.meta_path)\n"
+             "def absent():\n  try: import rubruf\n  except ModuleNotFoundError: return True\n"
+             "assert absent()"));
   for (int life = 0; life < 3; ++life) {
     Start({Script("s.py", "rubruf.log(3, 'in a life'); return rubruf.stats()", "import rubruf")});
     EXPECT_EQ(Data().size(), 1U);
-    EXPECT_EQ(Lines(), Messages{Line(TEV_LOG_ERROR, "in a life")});
+    EXPECT_EQ(Told(), "3in a life");
     Finalize();
-    EXPECT_EQ(run("import s; s.rubruf.log(3, 'between'); assert s.rubruf.stats() == [] and absent()\n"
-                  "assert sys.meta_path == finders and 'rubruf' not in sys.modules"),
-              0);
-    EXPECT_EQ(Lines(), Messages());
+    EXPECT_TRUE(
+        Python("import s; s.rubruf.log(3, 'between'); assert s.rubruf.stats() == [] and absent()\n"
+               "assert sys.meta_path == finders and 'rubruf' not in sys.modules"));
+    EXPECT_EQ(Told(), "");
   }
   EXPECT_EQ(tev_python_environment_finalize(), 0);
 }
@@ -153,7 +100,7 @@ sys.meta_path = [finder for finder in sys.meta_path if 'rubruf' not in str(finde
         {{"python-import-1-function", "asking"}});
   EXPECT_TRUE(Collect().complete());
   Finalize();
-  EXPECT_EQ(Lines().back(), Line(TEV_LOG_WARNING, "asked: 0"));
+  EXPECT_EQ(Told(), "4asked: 0");
 }
 
 }  // namespace

@@ -268,8 +268,7 @@ TEST_F(ToolTest, HelpAndManPageHaveTheSameFlags) {
     }
     return found;
   };
-  std::ifstream page(RUBRUF_SOURCE_DIR "/docs/rubruf-host.1");
-  std::set<std::string> documented = flags({std::istreambuf_iterator<char>(page), {}});
+  std::set<std::string> documented = flags(ReadFile(RUBRUF_SOURCE_DIR "/docs/rubruf-host.1"));
   std::set<std::string> helped = flags(Run("--help") + Run("run --help") + Run("check --help") + Run("options --help"));
   helped.erase("--help");
   EXPECT_THAT(documented, ::testing::ContainerEq(helped));

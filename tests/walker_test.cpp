@@ -28,7 +28,6 @@ class Walker : public ProviderTest {
  protected:
   // Begins a life with a script that returns what these statements leave in `result`, and with another one.
   void Begin(const std::string& statements, const Options& options = {}) {
-    std::filesystem::remove(dir_ / "first.py");
     Start({Script("first.py", "return result", statements), Script("second.py", "return [1]")}, options);
   }
 };
@@ -139,7 +138,6 @@ TEST_F(Walker, FetchesARefusedEntryAnew) {
     }
     EXPECT_EQ(written, stream);
     Finalize();
-    std::filesystem::remove(dir_ / "first.py");
   }
 }
 
@@ -172,7 +170,6 @@ TEST_F(Walker, KeepsThePendingErrorOfALargeInteger) {
     EXPECT_EQ(seen, pending);
     EXPECT_EQ(overflow_is_pending(), stuck) << "at the end";
     Finalize();
-    std::filesystem::remove(dir_ / "first.py");
   }
 }
 
@@ -236,7 +233,6 @@ codecs.register_error('strict', get_tag)
     EXPECT_EQ(Collect().status, TEV_PROGRESS_DONE);
     buffer_.Drain();
     Finalize();
-    std::filesystem::remove(dir_ / "first.py");
   }
 }
 
