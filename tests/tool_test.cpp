@@ -139,6 +139,34 @@ def collect(args):
             Run("check --script tagged.py --arg x=\xff"));
 }
 
+TEST_F(ToolTest, CheckTellsWhatTheOptionsOfAScriptMakeOfItsFaults) {
+  Write("x.py", R"(LOOP = []
+LOOP.append({'loop': LOOP})
+def get_app_id(): return 'x'
+def collect(args):
+    return {'none': None, 'long': 2**70, 5: [None], '\ud800': {}, 's': '\udc80', 'l': [1, [None]], 'loop': LOOP, 't': [()] * 3}
+)");
+  ExpectAll(
+      {"the result of x.py: 10, the first: none: NoneType",
+       "warning: dict_x: none: None is not supported: it is left out",
+       ": long: an integer of more than 64 bits: it is left out", ": the key 5 is not text: its entry is left out",
+       ": the key '\\ud800' has no UTF-8 form: its entry", ": s: the text '\\udc80' has no",
+       ": l[1]: a list in a list: it is", ": loop[0].loop: circular reference: it is",
+       ": t[0..2]: the type tuple is not supported: it is left out, 3 times",
+       "get_app_id returns 'x': an ID has 32 hexadecimal digits, and this one is ignored",
+       "python-import-log-output: on is no boolean", "1 script: 0 errors, 12 warnings\nstatus 0"},
+      Run("check --script x.py --tag x --tolerant --option python-import-log-output=on"));
+  Write("types.py", "import dataclasses\n@dataclasses.dataclass\nclass Point: x: int\ndef collect(args): return [1]\n");
+  Write("b/types.py", "def collect(args): return [1, 2]\n");
+  Write("b/a.b.py", "1 / 0\n");
+  const std::string own = " --own-module --tag ";
+  ExpectAll({"dict_a: types.py\n", " 4 tokens\ndict_b: b/types.py\n", " 5 tokens\ndict_c: b/a.b.py\n",
+             "not collected\n", "error: dict_c: b/a.b.py:1, in <module>: ZeroDivisionError",
+             "error: dict_d: no.py: there is no such file", "4 scripts: 2 errors, 0 warnings\n"},
+            Run("check --script types.py" + own + "a --script b/types.py" + own + "b --script b/a.b.py" + own +
+                "c --script no.py" + own + "d"));
+}
+
 TEST_F(ToolTest, CheckTellsMemoryThatKeepsGrowingFromMemoryThatFillsUp) {
   Write("objects.py", "kept = []\ndef collect(args):\n    kept.extend(([], []))\n    return {'n': len(kept)}\n");
   Write("bytes.py", "kept = []\ndef collect(args):\n    kept.append(b'x' * 40960)\n    return {'a': 1}\n");

@@ -39,7 +39,10 @@ Checker::Checker(const Plugin& plugin) : module_(plugin, kCheckerSources) {}
 
 void Checker::Bind(const ConfiguredScript& script) {
   const Step step(script.path + ", which is imported");
-  const json request = {{"path", BytesAsText(script.path)}, {"function", BytesAsText(script.function)}};
+  const json request = {{"path", BytesAsText(script.path)},
+                        {"function", BytesAsText(script.function)},
+                        {"tolerant", script.tolerant},
+                        {"own_module", script.own_module}};
   module_.Call("bind", request.dump());
 }
 

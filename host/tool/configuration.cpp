@@ -29,6 +29,8 @@ const std::string kFile = kFileOption + LengthOf(kOptionPrefix);
 const std::string kForceSync = kForceSyncOption + LengthOf(kOptionPrefix);
 const std::string kOwnModule = kOwnModuleOption + LengthOf(kOptionPrefix);
 const std::string kTolerant = kTolerantOption + LengthOf(kOptionPrefix);
+const std::string kLogOutput = kLogOutputOption + LengthOf(kOptionPrefix);
+const std::string kReleaseLock = kReleaseLockOption + LengthOf(kOptionPrefix);
 const std::string kEnable = kEnableOption + LengthOf(kOptionPrefix);
 const std::string kArgument = kArgumentPrefix + LengthOf(kOptionPrefix);
 
@@ -61,7 +63,9 @@ bool IsBoolean(const std::string& value) {
   return IsTrue(value) || value == "0" || value == "false" || value == "False";
 }
 
-bool IsSwitch(const std::string& key) { return key == kForceSync || key == kOwnModule || key == kTolerant; }
+bool IsSwitch(const std::string& key) {
+  return key == kForceSync || key == kOwnModule || key == kTolerant || key == kLogOutput || key == kReleaseLock;
+}
 
 // One .cfg file, line by line.
 class CfgReader {
@@ -206,6 +210,7 @@ class OptionsReader {
       }
       if (IsKnown(name, known)) return CheckValue(key, name, value);
     }
+    CheckValue(key, name, value);
     for (std::string& script_key : known) script_key.insert(0, kOptionPrefix);
     known.insert(known.end(), {kAppIdOption, kNumScriptsOption, kConfigDirOption, kLogOutputOption, kReleaseLockOption,
                                kEnableProviderOption, kDisableProviderOption});

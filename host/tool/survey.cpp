@@ -35,6 +35,10 @@ void Read(const std::string& message, std::vector<ConfiguredScript>* scripts) {
     scripts->back().function = function;
   } else if (const char* tag = Behind(kProvider + "\ttag:               ", message)) {
     scripts->back().tag = tag;
+  } else if (Behind(kProvider + "\town_module:        true", message)) {
+    scripts->back().own_module = true;
+  } else if (Behind(kProvider + "\ttolerant:          true", message)) {
+    scripts->back().tolerant = true;
   } else if (const char* pair = Behind(kPair, message)) {
     scripts->back().arguments.emplace_back(pair);
   }

@@ -14,7 +14,9 @@ namespace standin {
 struct ConfiguredScript {
   std::string path;
   std::string function;
-  std::string tag;                     // from the configuration, else the one that is made from the path
+  std::string tag;  // from the configuration, else the one that is made from the path
+  bool own_module = false;
+  bool tolerant = false;
   std::vector<std::string> arguments;  // NAME=VALUE
 
   bool tag_configured() const;

@@ -83,7 +83,8 @@ class Findings:
     A place is a Place, a text, or None for the result itself.
     """
 
-    def __init__(self):
+    def __init__(self, tolerant=False):
+        self.tolerant = tolerant
         self.seconds = 0.0
         self.counts = {"errors": 0, "warnings": 0}
         self.groups = {"errors": {}, "warnings": {}}
@@ -94,6 +95,13 @@ class Findings:
 
     def warning(self, place, message, fault=None):
         self._add("warnings", place, message, fault)
+
+    def obstacle(self, place, what, remedy, fault=None, left_out="it"):
+        """A key or value that stops the collection; the plug-in leaves it out if the script is tolerant."""
+        if self.tolerant:
+            self.warning(place, "%s: %s is left out" % (what, left_out), fault)
+        else:
+            self.error(place, "%s: %s" % (what, remedy), fault)
 
     def plain(self):
         """Of each kind the count, the texts, and the count of those without a text."""
@@ -133,15 +141,17 @@ def check(result, findings):
             continue
         in_dict = _is(container, dict)
         here = Place(place, in_dict, step)
-        if in_dict:
-            _check_key(step, place, findings)
+        if in_dict and not _check_key(step, place, findings) and findings.tolerant:
+            continue
         if not _is(value, (list, dict)):
             _check_scalar(value, here, findings)
             continue
         if not in_dict and _is(value, list):
-            findings.error(here, "a list in a list ends the stream: wrap the inner list in a dictionary")
+            findings.obstacle(here, "a list in a list", "it ends the stream, wrap the inner list in a dictionary")
+            if findings.tolerant:
+                continue
         if id(value) in open_ids:
-            findings.error(here, "circular reference: a list or dictionary that holds itself never ends")
+            findings.obstacle(here, "circular reference", "a list or dictionary that holds itself never ends")
             continue
         open_ids.add(id(value))
         walk.append((value, _entries(value), here))
@@ -160,26 +170,30 @@ def shown(value):
 def _check_scalar(value, here, findings):
     if _is(value, str):
         if not _encodable(value):
-            message = "the text %s has no UTF-8 form: remove its surrogates" % shown(value)
-            findings.error(here, message, "text")
+            findings.obstacle(here, "the text %s has no UTF-8 form" % shown(value), "remove its surrogates", "text")
     elif _is(value, int):  # bool is one
         if not -(2**63) <= int.__int__(value) < 2**63:
-            findings.warning(here, "an integer of more than 64 bits is written as -1: make it a float or a str")
+            effect = "it is left out" if findings.tolerant else "it is written as -1, make it a float or a str"
+            findings.warning(here, "an integer of more than 64 bits: " + effect)
     elif not _is(value, float):
-        findings.error(here, "%s: %s" % (_unsupported(value), _remedy(type(value))))
+        findings.obstacle(here, _unsupported(value), _remedy(type(value)))
 
 
 def _check_key(key, place, findings):
+    """True if the key can be sent."""
     if not _is(key, str):
-        findings.error(place, "the key %s is not text: make it a str" % shown(key), "key")
-    elif not _encodable(key):
-        findings.error(place, "the key %s has no UTF-8 form: remove its surrogates" % shown(key), "key's text")
-    else:
-        key = str.__str__(key)
-        first = _key_texts.setdefault(key.split("\0", 1)[0], key)
-        if first != key:
-            message = "the keys %s and %s share one ID, as texts end at a zero character: remove it"
-            findings.warning(place, message % (shown(first), shown(key)))
+        findings.obstacle(place, "the key %s is not text" % shown(key), "make it a str", "key", "its entry")
+        return False
+    if not _encodable(key):
+        what = "the key %s has no UTF-8 form" % shown(key)
+        findings.obstacle(place, what, "remove its surrogates", "key's text", "its entry")
+        return False
+    key = str.__str__(key)
+    first = _key_texts.setdefault(key.split("\0", 1)[0], key)
+    if first != key:
+        message = "the keys %s and %s share one ID, as texts end at a zero character: remove it"
+        findings.warning(place, message % (shown(first), shown(key)))
+    return True
 
 
 def _remedy(type_):

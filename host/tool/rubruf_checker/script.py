@@ -4,7 +4,7 @@ Runs in the plug-in's interpreter, for "rubruf-host check". The plug-in takes th
 checks each result and keeps a faulty one from the plug-in, which would be stuck at it.
 """
 
-import importlib
+import importlib.util
 import os
 import re
 import sys
@@ -14,6 +14,7 @@ import types
 import weakref
 from importlib.machinery import PathFinder
 
+from rubruf_checker.own_module import hand_out, load_own, loaded_spec
 from rubruf_checker.result import Findings, check, shown
 
 _ABSENT = object()
@@ -51,7 +52,7 @@ class Watch:
 
     def __call__(self, arguments):
         global _last
-        _last = findings = Findings()
+        _last = findings = Findings(self.script.tolerant)
         result = None
         start = time.perf_counter()
         try:
@@ -100,14 +101,18 @@ class _Stub(types.ModuleType):
 class Script:
     """A configured script, and what is wrong with it before it is called."""
 
-    def __init__(self, path, function_name):
+    def __init__(self, number, path, function_name, tolerant, own_module):
         self.path = path
         self.function_name = function_name
+        self.tolerant = tolerant
+        self.own_module = own_module
         self.name = os.path.basename(path)[:-3]
+        if own_module:
+            self.name = "rubruf_script_%d_%s" % (number, self.name.replace(".", "_"))
         self.findings = Findings()
 
     def bind(self):
-        if not self.name or not self.path.endswith(".py"):
+        if os.path.basename(self.path) == ".py" or not self.path.endswith(".py"):
             self.findings.error(self.path, "the name of a script ends in .py: rename the file")
             return
         module = self.load()
@@ -136,7 +141,10 @@ class Script:
         if isinstance(sys.modules.get(self.name), _Stub):
             del sys.modules[self.name]
         try:
-            return importlib.import_module(self.name)
+            if not self.own_module:
+                return importlib.import_module(self.name)
+            _put(vars(importlib.util), "spec_from_file_location", loaded_spec)
+            return load_own(self.path, self.name)
         except BaseException as error:
             if not self.is_file():
                 self.findings.error(self.path, "there is no such file")
@@ -145,15 +153,21 @@ class Script:
                 self.findings.error(self.path, message % _text(error))
             else:
                 self.findings.error(*_cause(error, self.path))
-            stub = _Stub(self.name)
-            setattr(stub, self.function_name, _ABSENT)
-            _put(sys.modules, self.name, stub)
-            package = self.name.partition(".")[0]  # which the plug-in's import asks for as well
-            if package not in sys.modules:
-                _put(sys.modules, package, stub)
+            self.put_stub()
             return None
         finally:
             self.note_threads()
+
+    def put_stub(self):
+        stub = _Stub(self.name)
+        setattr(stub, self.function_name, _ABSENT)
+        if self.own_module:
+            hand_out(self.path, stub)
+            return
+        _put(sys.modules, self.name, stub)
+        package = self.name.partition(".")[0]  # which the plug-in's import asks for as well
+        if package not in sys.modules:
+            _put(sys.modules, package, stub)
 
     def is_file(self):
         return os.path.isfile(os.path.join(_START, self.path))
@@ -165,8 +179,8 @@ class Script:
     def check_file(self, module):
         """Whether the module is this script, and none but this script."""
         file = getattr(module, "__file__", None) or "a built-in module"
-        is_this = _same_file(file, self.path)
-        if _in_standard_library(self.name):
+        is_this = self.own_module or _same_file(file, self.path)
+        if not self.own_module and _in_standard_library(self.name):
             what = "hides the standard library's module from every script" if is_this else "is never imported"
             self.findings.error(self.path, "has the name of a standard-library module and %s: rename the file" % what)
         elif not self.is_file():
@@ -191,8 +205,11 @@ class Script:
             if type(text) is not str:
                 self.findings.warning(self.path, "%s returns no str: %s" % (asked, consequence))
             elif asked == "get_app_id" and text and not re.fullmatch("-*([0-9a-fA-F]-*){32}", text):
-                message = "get_app_id returns %s: an ID has 32 hexadecimal digits, and nothing starts without one"
-                self.findings.error(self.path, message % shown(text))
+                message = "get_app_id returns %s: an ID has 32 hexadecimal digits, and " % shown(text)
+                if self.tolerant:
+                    self.findings.warning(self.path, message + "this one is ignored")
+                else:
+                    self.findings.error(self.path, message + "nothing starts without one")
             return text
 
         _put(names, asked, answer)

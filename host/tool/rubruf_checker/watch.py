@@ -29,12 +29,14 @@ def call(function, text):
 
 
 def bind(request):
-    """Binds the script of {"path": ..., "function": ...}; to be called for each one, before the plug-in binds them.
+    """Binds the script of {"path": ..., "function": ..., "tolerant": ..., "own_module": ...}.
 
-    Each byte of the texts is a character, because a path need not be UTF-8.
+    To be called for each script, before the plug-in binds them. Each byte of path and function is a character, because a
+    path need not be UTF-8.
     """
-    wanted = {key: os.fsdecode(value.encode("latin-1")) for key, value in json.loads(request).items()}
-    script = Script(wanted["path"], wanted["function"])
+    wanted = json.loads(request)
+    path, function = (os.fsdecode(wanted[key].encode("latin-1")) for key in ("path", "function"))
+    script = Script(len(_scripts) + 1, path, function, wanted["tolerant"], wanted["own_module"])
     _scripts.append(script)
     script.bind()
     return ""
