@@ -82,6 +82,7 @@ bool PythonEventProvider::ScriptConfig::AddDictPairClb(const char* key, const ch
   return static_cast<ScriptConfig*>(record)->AddDictPair(key + LengthOf(kArgumentPrefix), value);
 }
 
+// Values begin in one column: host/standin/configuration_log.cpp reads these lines back.
 void PythonEventProvider::ScriptConfig::LogInstance() const {
   TEV_LOG(TEV_LOG_INFO, "[python provider] \tscript #%u:", unsigned{index});
   TEV_LOG(TEV_LOG_INFO, "[python provider] \t\tscript path:       %s", script_path.c_str());

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "host/standin/collector.h"
+#include "host/standin/configuration_log.h"
 #include "host/standin/handles.h"
 #include "host/standin/host_options.h"
 #include "host/standin/json_writer.h"
@@ -181,14 +182,14 @@ class ProviderTest : public ::testing::Test {
     SourceTags();
     std::string scripts, path;
     for (const auto& [level, text] : log_.Take()) {
-      if (text.size() < 39 || text.find("\t\t") == std::string::npos) continue;
-      const std::string value = text.substr(39);
-      if (text.find("script path:") != std::string::npos) {
-        path = value;
+      const auto field = standin::FieldIn(text);
+      if (!field) continue;
+      if (field->name == "script path") {
+        path = field->value;
         const size_t cut = path.compare(0, directory.size(), directory) == 0 ? directory.size() : 0;
         scripts += (scripts.empty() ? "" : ";") + path.substr(cut);
       } else {
-        scripts += "|" + (value == HashTag(path) ? "" : value);
+        scripts += "|" + (field->value == HashTag(path) ? "" : field->value);
       }
     }
     return scripts;

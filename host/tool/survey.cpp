@@ -1,4 +1,4 @@
-// Reading the configuration log.
+// The survey of configured scripts, by the configuration that the plug-in logs.
 
 #include "host/tool/survey.h"
 
@@ -11,37 +11,27 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "host/standin/configuration_log.h"
 #include "host/standin/hosted_provider.h"
 #include "utils/log/log.h"
 
 namespace standin {
 namespace {
 
-// The text behind `beginning`; null when `message` begins otherwise.
-const char* Behind(const std::string& beginning, const std::string& message) {
-  return message.compare(0, beginning.size(), beginning) == 0 ? message.c_str() + beginning.size() : nullptr;
-}
-
+// Adds what `message` tells of a script.
 void Read(const std::string& message, std::vector<ConfiguredScript>* scripts) {
-  static const std::string kProvider = "[python provider] \t";
-  static const std::string kPair = kProvider + "\t" + std::string(19, ' ');
-  if (Behind(kProvider + "script #", message)) {
-    scripts->emplace_back();
-  } else if (scripts->empty()) {
-    return;
-  } else if (const char* path = Behind(kProvider + "\tscript path:       ", message)) {
-    scripts->back().path = path;
-  } else if (const char* function = Behind(kProvider + "\tfunction name:     ", message)) {
-    scripts->back().function = function;
-  } else if (const char* tag = Behind(kProvider + "\ttag:               ", message)) {
-    scripts->back().tag = tag;
-  } else if (Behind(kProvider + "\town_module:        true", message)) {
-    scripts->back().own_module = true;
-  } else if (Behind(kProvider + "\ttolerant:          true", message)) {
-    scripts->back().tolerant = true;
-  } else if (const char* pair = Behind(kPair, message)) {
-    scripts->back().arguments.emplace_back(pair);
-  }
+  const std::optional<LoggedField> field = FieldIn(message);
+  if (!field) return;
+  if (field->name == "script path") scripts->emplace_back();
+  if (scripts->empty()) return;
+  ConfiguredScript& script = scripts->back();
+  const bool on = field->value == "true";
+  if (field->name == "script path") script.path = field->value;
+  if (field->name == "function name") script.function = field->value;
+  if (field->name == "tag") script.tag = field->value;
+  if (field->name == "own_module") script.own_module = on;
+  if (field->name == "tolerant") script.tolerant = on;
+  if (field->name.empty()) script.arguments.push_back(field->value);
 }
 
 // Has the plug-in's messages written to memory while it lives. Not a log function: what that gets is cut.
