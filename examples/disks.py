@@ -1,15 +1,15 @@
-"""What the block devices have read and written, and how full the file systems on them are.
+"""Disks: what each block device has read and written, and how full its file systems are.
 
-Result, a dictionary of two lists; an empty list is left out:
-  devices       a dictionary per block device, without partitions and devices of no size:
+Result: a dictionary of two lists. A list without items is left out.
+  devices       a dictionary per block device, except partitions and devices of size 0:
     name                     str
     size_bytes               int
-    reads, writes            int, completed since the device came into being
+    reads, writes            int, completed since the device was added
     read_bytes, write_bytes  int
-    in_flight                int, requests under way
-  file_systems  a dictionary per mounted device, at the first place where it is mounted:
+    in_flight                int, requests that are not completed yet
+  file_systems  a dictionary per mounted device, with its first mount point:
     device, mount_point, type                 str
-    total_bytes, free_bytes, available_bytes  int; what is free but not available is kept for the superuser
+    total_bytes, free_bytes, available_bytes  int; free bytes that are not available are reserved for root
     inodes_total, inodes_free                 int; 0 where the file system has no fixed number
 
 Arguments: none.
@@ -19,11 +19,11 @@ import json
 import os
 from pathlib import Path
 
-SECTOR_BYTES = 512  # the kernel's unit, whatever the device's own
+SECTOR_BYTES = 512  # the kernel's unit for all devices
 
 
 def read(path):
-    """The bytes of a file, since paths in it need not be text; none when it cannot be read."""
+    """The bytes of a file, because paths in it may not be valid text. Empty if it cannot be read."""
     try:
         return Path(path).read_bytes()
     except OSError:
@@ -33,7 +33,7 @@ def read(path):
 def devices():
     for line in read("/proc/diskstats").decode("ascii", "replace").splitlines():
         name, reads, _, sectors_read, _, writes, _, sectors_written, _, in_flight = line.split()[2:12]
-        # Partitions have no directory here, and a "/" of a device's name is a "!".
+        # Partitions have no directory in /sys/block. A "/" in a device's name is written as "!" there.
         sectors = int(read(f"/sys/block/{name.replace('/', '!')}/size") or 0)
         if sectors:
             yield {
@@ -50,12 +50,13 @@ def devices():
 def file_systems():
     mounted = {}
     for line in read("/proc/self/mounts").split(b"\n"):
-        # Others have no device of their own, or one on another machine, for which the collection might have to wait.
+        # Other file systems have no device, or are on another machine, and then statvfs may block.
         if line.startswith(b"/dev/"):
             device, mount_point, kind = line.split(b" ")[:3]
             mounted.setdefault(device, (mount_point, kind))
     for device, (mount_point, kind) in mounted.items():
-        path = mount_point.decode("unicode_escape").encode("latin-1")  # a blank stands there as "\040"
+        path = mount_point.decode("unicode_escape").encode("latin-1")  # a blank is written as "\040"
+
         try:
             status = os.statvfs(path)
         except OSError:

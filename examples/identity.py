@@ -1,16 +1,16 @@
-"""Which machine this is, and what its operator calls it. Shows all that a script can tell the host.
+"""The machine's identity and its operator's labels. Shows every function that the host can call in a script.
 
-Result, a dictionary; what the kernel does not tell is left out:
+Result: a dictionary. Values that the kernel does not provide are left out.
   hostname   str
   kernel     str, release
   boot_time  int, seconds since 1970
-  labels     dictionary of the arguments: site, str; rack, int; production, bool; roles, list of str
+  labels     dictionary made from the arguments: site, str; rack, int; production, bool; roles, list of str
 
 Arguments:
-  site        where the machine stands; default: unknown
-  rack        number; default: 0
-  production  1, true or True: the machine is in production; default: it is not
-  roles       comma-separated list; default: none
+  site        the machine's place; default: unknown
+  rack        a number; default: 0
+  production  1, true or True if the machine is in production; default: it is not
+  roles       comma-separated names; default: none
 """
 
 import json
@@ -20,7 +20,7 @@ from pathlib import Path
 
 
 def read(path):
-    """The text of a file; an empty one when it cannot be read."""
+    """The text of a file. Empty if it cannot be read."""
     try:
         return Path(path).read_text("utf-8", "replace").strip()
     except OSError:
@@ -28,26 +28,27 @@ def read(path):
 
 
 def get_tag():
-    """Names the source where the configuration sets no tag."""
+    """The source's name, if the configuration sets no tag."""
     return "identity"
 
 
 def get_app_id():
-    """The GUID under which the host files what all scripts send; an empty text leaves the answer to another script.
+    """The application ID, a GUID that the host gets with the data of all scripts. If empty, the next script is asked.
 
-    It is the same after every start, and does not give away the machine's own number, which is confidential.
+    It is the same after every start. It does not reveal the machine ID, which is confidential.
     """
     try:
         return str(uuid.uuid5(uuid.UUID(read("/etc/machine-id")), "telemetry"))
-    except ValueError:  # no such file, or no number in it yet
+    except ValueError:  # no such file, or no ID in it yet
         return ""
 
 
 def labels(args):
-    """Arguments arrive as text, or None where the host gave no value: a script reads from it what it needs."""
+    """Converts the arguments, which are texts, or None if the host set no value."""
     return {
         "site": args.get("site") or "unknown",
-        "rack": int(args.get("rack") or 0),  # other text raises: the error is printed, nothing is sent
+        "rack": int(args.get("rack") or 0),  # raises if it is no number: the host then gets no data
+
         "production": args.get("production") in ("1", "true", "True"),
         "roles": [role.strip() for role in (args.get("roles") or "").split(",") if role.strip()],
     }

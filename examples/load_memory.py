@@ -1,7 +1,7 @@
 """How busy the machine is: load, tasks, uptime and memory.
 
-Result, a dictionary; what the kernel does not tell is left out:
-  load_1min, load_5min, load_15min  float, threads that run or wait to run, averaged over that time
+Result: a dictionary. Values that the kernel does not provide are left out.
+  load_1min, load_5min, load_15min  float, average number of threads that run or wait to run
   tasks_running, tasks_total        int, threads
   uptime_seconds                    float
   memory                            dictionary of int, bytes: total_bytes, available_bytes, free_bytes, buffers_bytes,
@@ -25,7 +25,8 @@ MEMORY_KEYS = {
 
 
 def read(path):
-    """The text of a file; an empty one when it cannot be read."""
+    """The text of a file. Empty if it cannot be read."""
+
     try:
         return Path(path).read_text("utf-8", "replace")
     except OSError:

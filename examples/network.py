@@ -1,11 +1,11 @@
-"""What each network interface of the machine has carried.
+"""Network traffic of each interface.
 
-Result, a list with a dictionary per interface; what the kernel does not tell is left out:
+Result: a list with a dictionary per interface. Values that the kernel does not provide are left out.
   name                                         str
-  up                                           bool, switched on and not known to be without a link
+  up                                           bool, false if it is switched off or its link is known to be down
   mtu                                          int, bytes
   speed_mbps                                   int, Mbit/s
-  rx_bytes, rx_packets, rx_errors, rx_dropped  int, received since the interface came into being
+  rx_bytes, rx_packets, rx_errors, rx_dropped  int, received since the interface was added
   tx_bytes, tx_packets, tx_errors, tx_dropped  int, sent
 
 Arguments:
@@ -21,10 +21,10 @@ IFF_UP = 0x1
 
 
 def read(path):
-    """The text of a file; an empty one when it cannot be read."""
+    """The text of a file. Empty if it cannot be read."""
     try:
         return Path(path).read_text("utf-8", "replace").strip()
-    except (OSError, ValueError):  # ValueError: the locale has no bytes for a name in the path
+    except (OSError, ValueError):  # ValueError: the locale cannot encode the path
         return ""
 
 
@@ -33,11 +33,11 @@ def link(name):
     result = {}
     flags = read(directory + "flags")
     if flags:
-        # The loopback and other virtual interfaces know of no link: their state is "unknown".
+        # The loopback and other virtual interfaces have no link. Their state is "unknown".
         result["up"] = bool(int(flags, 16) & IFF_UP) and read(directory + "operstate") in ("up", "unknown")
     for key, file_name in (("mtu", "mtu"), ("speed_mbps", "speed")):
         number = int(read(directory + file_name) or 0)
-        if number > 0:  # an unknown speed is -1
+        if number > 0:  # -1 if the speed is unknown
             result[key] = number
     return result
 
@@ -45,7 +45,8 @@ def link(name):
 def collect(args):
     wanted = {name.strip() for name in (args.get("interfaces") or "").split(",")} - {""}
     result = []
-    for line in read("/proc/net/dev").splitlines()[2:]:  # below two lines of headings
+    for line in read("/proc/net/dev").splitlines()[2:]:  # after two heading lines
+
         name, _, numbers = line.partition(":")
         name = name.strip()
         if wanted and name not in wanted:

@@ -1,13 +1,13 @@
-"""The processes that hold the most memory, the largest first.
+"""The processes that use the most memory, largest first.
 
-Result, a list with a dictionary per process. It is no dictionary by process number, since the host remembers every key
-that it has ever met.
+Result: a list with a dictionary per process. A dictionary with process numbers as keys would fill the plug-in's memory,
+because it remembers every key that it has met.
   pid        int
-  name       str, at most 15 bytes; command lines are not reported, as they may hold secrets
+  name       str, at most 15 bytes; command lines are not reported, because they may contain secrets
   state      str, one letter: R running, S sleeping, D waiting for a device, T stopped, t traced
   threads    int
-  rss_bytes  int, resident memory, which includes what the process shares with others
-Processes without memory of their own (those of the kernel, and ended ones) are left out.
+  rss_bytes  int, resident memory, including memory that is shared with other processes
+Processes without memory of their own (kernel threads and ended processes) are left out.
 
 Arguments:
   top  how many processes to report; default: 10
@@ -20,7 +20,8 @@ from pathlib import Path
 
 
 def process(directory):
-    """The entry of the process with this directory; an empty one when it has vanished or has no memory."""
+    """The dictionary of the process with this directory. Empty if it has ended or has no memory."""
+
     try:
         text = (directory / "status").read_text("utf-8", "replace")
     except OSError:

@@ -1,10 +1,10 @@
 """Temperatures and fan speeds, from the kernel's hardware monitoring.
 
-Result, a dictionary of two lists; an empty list is left out, and so is a sensor that cannot be read:
+Result: a dictionary of two lists. A list without items is left out, and so are sensors that cannot be read.
   temperatures  a dictionary per sensor: device, chip and label, all str; celsius, float
-  fans          a dictionary per fan: device, chip and label, all str; rpm, int, turns a minute
-The device, such as "hwmon0", tells chips of one name apart; it may be another one after the next start. The label is
-the driver's, or the sensor's number, such as "temp1", where the driver has none.
+  fans          a dictionary per fan: device, chip and label, all str; rpm, int
+The device, such as "hwmon0", distinguishes chips of the same name. It may change when the machine restarts. The label
+comes from the driver. Without one it is the sensor's name, such as "temp1".
 
 Arguments:
   root  directory of the chips; default: /sys/class/hwmon
@@ -16,7 +16,7 @@ from pathlib import Path
 
 
 def read(path):
-    """The text of a file; an empty one when it cannot be read."""
+    """The text of a file. Empty if it cannot be read."""
     try:
         return path.read_text("utf-8", "replace").strip()
     except OSError:
@@ -24,7 +24,8 @@ def read(path):
 
 
 def readings(root, kind):
-    """What names each sensor of a kind, "temp" or "fan", and the number that it shows."""
+    """Yields the names and the reading of each sensor of a kind, "temp" or "fan"."""
+
     for path in sorted(Path(root).glob(f"hwmon*/{kind}*_input")):
         number = read(path)
         if number:

@@ -1,4 +1,5 @@
-// Expect and ExpectEqual: what a fuzz target says of an input. A fault is told, and ends the process as a finding.
+// Expect and ExpectEqual: the assertions of the fuzz targets. A failure prints a message and aborts, so that the fuzzer
+// keeps the input.
 
 #ifndef RUBRUF_FUZZ_EXPECT_H_
 #define RUBRUF_FUZZ_EXPECT_H_

@@ -1,7 +1,7 @@
-// Fuzz target: a text that people write, as a .cfg file, as a host's options, and as a value to convert.
+// Fuzz target for texts: the input is parsed as a .cfg file, as a host's options, and as a value to convert.
 //
-// What such texts mean stands in tables of the tests. Here the sanitizers watch, and every text must leave the provider
-// as it was.
+// The sanitizers look for faults. What a text means is checked by tables in the tests, not here. After each input the
+// provider must be as before.
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -32,7 +32,7 @@ void ParseAsFile(const std::string& text) {
   DestroyScriptConfigs(list);
 }
 
-// Each line is an option; the first ones make any text behind them acceptable, until one is set to something else.
+// Each line of `text` is an option. The options before them make a valid configuration, which `text` may change.
 tev_event_provider_t* Construct(const std::string& text) {
   const std::unique_ptr<tev_dict_t, void (*)(tev_dict_t*)> options(tev_dict_create(), tev_dict_delete);
   std::istringstream lines("enable-provider=python\npython-import-file=/a.py\npython-import-num-scripts=1\n" + text);
@@ -45,7 +45,7 @@ tev_event_provider_t* Construct(const std::string& text) {
 }
 
 void ConvertAll(const std::string& text) {
-  // On the heap, where a byte more is found out.
+  // On the heap, where the sanitizer finds a write beyond the end.
   const std::unique_ptr<uint8_t[]> guid(new uint8_t[16]);
   const std::unique_ptr<char, void (*)(void*)> trimmed(strdup(text.c_str()), free);
   string_to_guid(text.c_str(), guid.get());
@@ -61,7 +61,8 @@ void ConvertAll(const std::string& text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  // All messages are formed, and none is shown.
+  // The log function discards all messages. The debug level makes sure that each one is formatted.
+
   set_log_func([](int, const char*) {}, TEV_LOG_DEBUG);
   static tev_event_provider_t* const provider = Construct("");
   const std::string text(data, data + size);

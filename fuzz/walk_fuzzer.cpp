@@ -1,7 +1,7 @@
-// Fuzz target: results of scripts, walked under refusals, against the model of the event stream.
+// Fuzz target for the walk: random results with random refusals, compared with the model of the event stream.
 //
-// An input is a life of the provider with a few collections. The interpreter outlives it, so that a life costs little;
-// the count of key names goes on as well, which the model follows.
+// Each input is one life of the provider (from initialize to finalize) with a few collections. All inputs share one
+// interpreter, because starting one is slow. Key IDs go on counting from life to life, in the model too.
 
 #include <memory>
 
@@ -20,11 +20,11 @@ using fuzz::Expect, fuzz::ExpectEqual;
 
 using Tokens = std::vector<standin::Token>;
 
-PyObject* values = nullptr;  // the variables of the statements that make a result
+PyObject* values = nullptr;  // owned; the variables of the statements that make a result
 uint32_t next_key_id = 0;
 int messages = 0;
 
-// Runs the statements that make `result`.
+// Runs the Python statements that make `result`.
 void Make(const stream_model::Ref& result) {
   PyDict_Clear(values);
   PyObject* none = PyRun_String(stream_model::ToPython(result).c_str(), Py_file_input, values, values);
@@ -32,7 +32,7 @@ void Make(const stream_model::Ref& result) {
   Py_DECREF(none);
 }
 
-// Of the lists, dictionaries and scalars of the result, all together.
+// The sum of the reference counts of all lists, dictionaries and scalars in the result.
 Py_ssize_t References() {
   Py_ssize_t references = 0;
   Py_ssize_t position = 0;
@@ -42,8 +42,8 @@ Py_ssize_t References() {
 
 class Life {
  public:
-  // The module is there already, so its path needs no file. It is configured twice, once tolerant and with forced
-  // synchronisation.
+  // Configures two scripts with the module that LLVMFuzzerInitialize makes, so no file is needed. The second script is
+  // tolerant and asks for a forced synchronisation.
   Life() {
     const OwnedDict options(tev_dict_create());
     tev_dict_add(options.get(), "enable-provider", "python");
@@ -64,13 +64,14 @@ class Life {
 
   void Finalize() { provider_->finalize(provider_); }
 
-  // One collection, to its end or to where a drawn number gives it up. False: given up or stuck, and only Finalize may
-  // follow.
+  // Runs one collection, to its end or until a random number ends it early. False if it was ended early or is stuck:
+  // the next call must then be Finalize.
   bool Collect(const stream_model::Ref& result, const stream_model::Random& draw) {
     const uint32_t first_new_id = ids_.next;
     messages = 0;
 
-    // Of each 32 tokens that are offered the same ones are refused, at most 31 in a row.
+    // A pattern of 32 bits, used again and again, says which tokens are refused. Its lowest bit is 0, so each token is
+    // taken in the end.
     const uint32_t refused = (draw() | draw() << 8 | draw() << 16 | draw() << 24) & ~1U;
     tev_data_serializer_t buffer;
     buffer.refuse = [=, offered = 0U](const auto&) mutable { return (refused >> (offered++ % 32) & 1) != 0; };
@@ -79,7 +80,7 @@ class Life {
     tev_progress_status_t status = 0;
     while ((status = provider_->progress(provider_, index, &buffer)) == TEV_PROGRESS_REFUSED) {
       const uint32_t event = draw();
-      index = event % 4;  // any index goes on with the walk, that of no script as well
+      index = event % 4;  // a walk goes on whatever the index is, even if no script has it
       if (event % 16 == 14) CheckSources();
       if (event == 255) break;
     }
@@ -91,13 +92,13 @@ class Life {
     ExpectEqual(tokens, expected, tokens == expected ? "" : "the tokens of\n" + stream_model::ToPython(result));
     const bool forced = index == 1 && !expected.empty();
     const uint32_t done = forced ? TEV_PROGRESS_DONE_FORCE_SYNC : TEV_PROGRESS_DONE;
-    if (!given_up) ExpectEqual(messages == 0, complete && left_out == 0, "an early end or a gap is told");
+    if (!given_up) ExpectEqual(messages == 0, complete && left_out == 0, "whether no message is logged");
     if (!given_up) ExpectEqual(status, sticks ? TEV_PROGRESS_ERROR : done, "the status");
     return !given_up && !sticks;
   }
 
  private:
-  // Key names behind the refused token have not got the numbers that the model gave them.
+  // The model has numbered all keys of the result. Takes back the numbers of keys that the walk has not reached.
   void GiveNumbersBack(const Tokens& expected, size_t refused, uint32_t first_new_id) {
     ids_.next = first_new_id;
     for (size_t i = 0; i <= refused; ++i) {
@@ -107,7 +108,8 @@ class Life {
 
   void CheckSources() {
     const standin::SourceArray sources(provider_->get_sources(provider_));
-    Expect(sources && sources->sources.size() == 2 && sources->sources[0]->tag == "dict_told", "sources amid a walk");
+    Expect(sources && sources->sources.size() == 2 && sources->sources[0]->tag == "dict_told",
+           "the sources during a walk");
   }
 
   tev_event_provider_t* provider_;
@@ -118,13 +120,13 @@ class Life {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
-  setenv("PYTHONMALLOC", "malloc", 0);  // each object is the sanitizer's to watch
+  setenv("PYTHONMALLOC", "malloc", 0);  // so that the sanitizer sees each object
   set_log_func([](int, const char*) { ++messages; }, TEV_LOG_WARNING);
   Expect(tev_python_environment_init() == 0, "Python starts");
   values = PyDict_New();
   PyObject* const main = PyImport_AddModule("__main__");
   Expect(PyObject_SetAttrString(main, "values", values) == 0, "a variable is set");
-  // Each life appends a directory to sys.path, which shall not grow here.
+  // Each life appends a directory to sys.path. This sys.path ignores that, so it does not grow.
   const int failed = PyRun_SimpleString(
       "import sys, types\n"
       "sys.path = type('Path', (list,), {'append': lambda path, directory: None})(sys.path)\n"
@@ -136,7 +138,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  // Bytes are drawn from the back; an input that is used up gives zeros.
+  // Random numbers are the input's bytes, from the last to the first, and then zeros.
   const stream_model::Random draw = [data, &size] { return size == 0 ? 0U : data[--size]; };
   Life life;
   for (bool goes_on = true; goes_on && size > 0;) {
@@ -147,6 +149,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (!goes_on) life.Finalize();
     ExpectEqual(References(), references, "the references to the result");
   }
-  PyDict_Clear(values);  // what an input leaves allocated would be taken for a leak, and looked into at length
+  PyDict_Clear(values);  // memory that stays allocated makes the fuzzer run its slow leak check
+
   return 0;
 }

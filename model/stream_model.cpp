@@ -1,4 +1,4 @@
-// The generator, the Python source and the stream of a result.
+// The model: the generator of random results, their Python source, and the stream that they become.
 
 #include "model/stream_model.h"
 
@@ -42,7 +42,8 @@ const Value kScalars[] = {Long("0", 0),
                           {standin::kTrue, "True", ""},
                           {standin::kFalse, "False", ""}};
 
-// A walk writes the start marker of what is a list or dictionary, and the key name of an entry.
+// Values that a walk cannot write. It gets stuck behind the tokens that it can write: a dictionary's start marker, and
+// the key name "r" of the cycle.
 const Value kObstacles[] = {{standin::kTrue, "None", "", {}, true},
                             {standin::kTrue, "(1, 2)", "", {}, true},
                             {standin::kTrue, "'\\ud800'", "", {}, true},
@@ -53,7 +54,7 @@ const Value kObstacles[] = {{standin::kTrue, "None", "", {}, true},
                              "",
                              {{"r", std::make_shared<Value>(Value{standin::kTrue, "", "", {}, true})}}}};
 
-// One result. How large, wide, deep and repetitive it becomes is drawn first.
+// Makes one random result. Its size, width, depth and amount of sharing are drawn first.
 class Generator {
  public:
   explicit Generator(const Random& random)
@@ -98,21 +99,21 @@ class Generator {
   }
 
   const Random& random_;
-  int places_left_;  // for values, which take one wherever they stand: sharing must not make the stream endless
+  int places_left_;  // how many more values the stream may have; a shared value counts at each of its places
   const uint32_t width_, nesting_, sharing_, keys_;
   const uint32_t kind_;
-  std::vector<std::pair<Ref, int>> made_;  // with the places that each takes
+  std::vector<std::pair<Ref, int>> made_;  // values that can be shared, and how many values each one holds
 };
 
-// Gives each value a variable, after those of the values in it: what is shared needs no thought, and no depth is too
-// much for Python's parser. Returns the variable's name.
+// Appends statements that assign each value to a variable, inner values first. So a shared value is one variable, and
+// deep nesting does not exceed the limits of Python's parser. Returns the variable's name.
 std::string Define(const Ref& value, std::unordered_map<const Value*, std::string>* names, std::string* source) {
   if (const auto known = names->find(value.get()); known != names->end()) return known->second;
   const bool is_dict = value->type == standin::kDictStart;
   std::string literal = value->literal;
   if (literal.empty()) {
     for (const auto& [key, item] : value->entries) {
-      // What JSON escapes, Python unescapes.
+      // A quoted JSON text is also a Python literal of the same text.
       literal += (is_dict ? standin::Quoted(key) + ": " : "") + Define(item, names, source) + ", ";
     }
     literal = is_dict ? "{" + literal + "}" : "[" + literal + "]";
@@ -122,14 +123,14 @@ std::string Define(const Ref& value, std::unordered_map<const Value*, std::strin
   return (*names)[value.get()] = name;
 }
 
-// Whether a tolerant script's walk leaves out what stands in a list or a dictionary.
+// True if the walk of a tolerant script leaves out `value`, an item of a list or the value of a dictionary entry.
 bool IsLeftOut(const Value& value, bool in_list) {
   const bool is_iterable = value.type == standin::kDictStart || value.type == standin::kListStart;
   return value.overflows || (value.sticks && !is_iterable) || (in_list && value.type == standin::kListStart);
 }
 
-// Appends what stands under `key_id` in a tolerant script's result. Of a dictionary that sticks, the one entry is at
-// fault.
+// Appends the tokens of `value` in a tolerant script's result. A dictionary that sticks has one entry, which is left
+// out because of its key.
 void AppendTolerantly(const Value& value, uint32_t key_id, KeyIds* ids, Stream* stream) {
   const bool is_dict = value.type == standin::kDictStart;
   stream->tokens.push_back({value.type, key_id, value.payload});
@@ -147,7 +148,8 @@ void AppendTolerantly(const Value& value, uint32_t key_id, KeyIds* ids, Stream* 
   stream->tokens.push_back({is_dict ? standin::kDictEnd : standin::kListEnd, key_id});
 }
 
-// Appends what stands under `key_id`. False: a list in a list, or what no walk gets past, at which the stream ends.
+// Appends the tokens of `value`. False if the stream ends there: at a list in a list, or at a value that sticks.
+
 bool Append(const Value& value, uint32_t key_id, KeyIds* ids, Stream* stream) {
   std::vector<Token>* const tokens = &stream->tokens;
   stream->sticks = value.sticks;

@@ -1,4 +1,4 @@
-// Drawing results, and comparing what comes of them.
+// Draws the scripts' results, and compares each token with the model's.
 
 #include "soak/life.h"
 
@@ -16,10 +16,10 @@ using standin::Token;
 
 constexpr uint32_t kScripts = 256;
 
-// Every second script asks for a forced synchronisation, and has its tag from an option.
+// True for every second script. These ask for a forced synchronisation and get their tags from an option.
 bool IsSecond(uint32_t index) { return index % 2 == 1; }
 
-// The options of the whole provider are on in half of the lives each, in all four combinations.
+// Of four lives in a row, each has another combination of release-lock and log-output.
 standin::OptionList ScriptOptions(uint32_t seed, bool tolerant) {
   standin::OptionList options{{"enable-provider", "python"},
                               {"python-import-num-scripts", std::to_string(kScripts)},
@@ -40,7 +40,7 @@ void Check(bool holds, const std::string& what) {
   if (!holds) throw std::runtime_error(what);
 }
 
-// The model knows no time.
+// Equal tokens; the time stamps may differ, because the model has none.
 bool Agree(const Token& token, const Token& expected) {
   return token.type == standin::kNewCollection ? expected.type == token.type && expected.key_id == token.key_id
                                                : token == expected;
@@ -51,7 +51,7 @@ bool Agree(const Token& token, const Token& expected) {
 standin::PythonModule LoadScript(const standin::Plugin& plugin) {
   std::ifstream file(RUBRUF_SOURCE_DIR "/soak/results.py");
   const std::string source{std::istreambuf_iterator<char>(file), {}};
-  // Under the name that the binding of the scripts imports, so that they are this module.
+  // All scripts import the module by this name, so all of them share this one.
   return standin::PythonModule(plugin, {{"results", source.c_str()}});
 }
 
@@ -82,7 +82,7 @@ bool Life::Collect() {
   const std::vector<Token>& expected = stream.tokens;
   const bool raises = expected.empty() && !stream.complete;
   script_.Call("compute", statements);
-  const uint32_t odds = 2U << Below(10);  // that a token is refused: one to these
+  const uint32_t odds = 2U << Below(10);  // one in so many tokens is refused
   const size_t leave_at = Below(256) == 0 ? Below(expected.size() + 1) : expected.size() + 1;
   size_t taken = 0;
   std::optional<Token> unexpected;
@@ -120,7 +120,8 @@ bool Life::Collect() {
   Check(status == (stream.sticks || raises ? TEV_PROGRESS_ERROR : done), "status " + std::to_string(status));
   totals_->raised += raises ? 1 : 0;
   if (!stream.sticks) return true;
-  for (int call = 0; call < 5; ++call) Check(progress() == TEV_PROGRESS_ERROR, "a stuck walk has come loose");
+  for (int call = 0; call < 5; ++call) Check(progress() == TEV_PROGRESS_ERROR, "a stuck walk went on");
+
   ++totals_->stuck;
   return false;
 }

@@ -1,4 +1,5 @@
-// One life of the provider with 256 scripts, and what they return in it.
+// Life: one life of the provider (initialize, collections, finalize) with 256 scripts, each token compared with the
+// model.
 
 #ifndef RUBRUF_SOAK_LIFE_H_
 #define RUBRUF_SOAK_LIFE_H_
@@ -15,8 +16,8 @@
 
 namespace soak {
 
-// Loads the script, results.py, and with it holds the interpreter: lives of the provider then come and go in one
-// interpreter. Throws std::runtime_error.
+// Loads the script results.py. The interpreter runs as long as the returned module exists, so several lives can use the
+// same interpreter. Throws std::runtime_error.
 standin::PythonModule LoadScript(const standin::Plugin& plugin);
 
 struct Totals {
@@ -25,24 +26,25 @@ struct Totals {
   uint64_t tokens = 0;
   uint64_t refusals = 0;
   uint64_t raised = 0;
-  uint64_t stuck = 0;
-  uint64_t left = 0;  // walks that a finalization ended
+  uint64_t stuck = 0;  // walks that met a value that they cannot write
+  uint64_t left = 0;   // walks that Finalize ended between two tokens
 };
 
 class Life {
  public:
-  // Begins the life; its course is drawn from `seed`. `next_key` is the number of the next new key name, which outlasts
-  // lives. All must outlive it. Throws std::runtime_error.
+  // Begins the life; all its random choices come from `seed`. `next_key` is the number that the next new key name gets;
+  // numbering continues from life to life. All arguments must outlive the object. Throws std::runtime_error.
   Life(const standin::Plugin& plugin, const standin::PythonModule& script, uint32_t seed, uint32_t* next_key,
        Totals* totals);
 
-  // Collects once. False: the walk is stuck, or left in its midst, and the life has to end. Throws std::runtime_error
-  // when something else comes than the model says.
+  // Runs one collection. False if the walk is stuck or was left between two tokens: the life must end then. Throws
+  // std::runtime_error if the tokens or the status differ from the model's.
   bool Collect();
 
  private:
   uint32_t Below(size_t bound) { return static_cast<uint32_t>(random_() % bound); }
-  // What a script returns, as statements, and what shall come of it.
+  // Draws a result: the Python statements that make it, and the stream that the model expects.
+
   std::pair<std::string, stream_model::Stream> Draw();
   void CheckSources();
 

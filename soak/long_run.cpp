@@ -1,4 +1,4 @@
-// Lives one after the other, and the memory between them.
+// The long run: lives of the provider one after another, and the resident memory at three times.
 
 #include "soak/long_run.h"
 
@@ -21,21 +21,22 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// CPython keeps some memory of every interpreter that has ended: nothing to speak of in 3.11, 170 KiB in 3.8, 320 in
-// 3.13. So few end, and what such a one leaves without a provider is not counted, which is true to some 20 KiB.
+// CPython does not free all memory when an interpreter ends: it keeps almost nothing in 3.11, 170 KiB in 3.8 and 320
+// KiB in 3.13. So the run ends an interpreter only after many lives, and subtracts what an interpreter without a
+// provider keeps. The error of that amount is about 20 KiB.
 constexpr uint64_t kLivesPerInterpreter = 500;
 constexpr uint32_t kInterpretersForCost = 40;
 constexpr double kCostTolerance = 20;
-// A Python that keeps more than this of each (1.1 MiB and more in 3.12.1) would hide what the plug-in keeps, because
-// the amount varies with what the interpreter has done. There the whole run stays in one interpreter.
-constexpr double kDearInterpreter = 1024;
-// In KiB. In a flat run memory goes up and down by some 300; a leak of one byte a collection exceeds this within ten
-// minutes.
+// In KiB. If an ended interpreter keeps more than this (3.12.1 keeps over 1.1 MiB), the whole run uses one interpreter:
+// the amount varies with what the interpreter has done, and would hide a leak of the plug-in.
+constexpr double kMostCost = 1024;
+// In KiB. Without a leak, memory goes up and down by about 300 KiB. A leak of one byte per collection exceeds this
+// limit within ten minutes.
 constexpr double kGrowthAllowed = 1024;
-// A shorter run is over before memory has stopped filling up, and tells nothing of it.
+// A shorter run ends while memory still grows to its normal size, so its growth is not checked.
 constexpr std::chrono::seconds kShortestWatched(30);
 
-// In KiB, without what is free and could be given back.
+// In KiB, after free memory has been returned to the system.
 double ResidentMemory() {
   malloc_trim(0);
   double size = 0;
@@ -44,7 +45,7 @@ double ResidentMemory() {
   return resident * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1024;
 }
 
-// What is left of an interpreter that has made results, and has seen no provider, in KiB.
+// The memory in KiB that stays allocated for each ended interpreter, if it made results but ran no provider.
 double CostOfInterpreter(const standin::Plugin& plugin) {
   const auto start_some = [&plugin] {
     for (uint32_t i = 0; i < kInterpretersForCost; ++i) {
@@ -62,10 +63,10 @@ double CostOfInterpreter(const standin::Plugin& plugin) {
 
 class Run {
  public:
-  // `changes`: interpreters end, and others follow.
+  // `changes`: the run ends the interpreter now and then and starts another one.
   Run(const standin::Plugin& plugin, uint32_t seed, bool changes) : plugin_(plugin), seed_(seed), changes_(changes) {}
 
-  // Lives until then, and returns the resident memory, without the cost of interpreters, in KiB.
+  // Runs lives until `end`, at least one. Returns the resident memory in KiB, less the cost of the interpreters so far.
   double Live(Clock::time_point end, double cost_of_interpreter) {
     do {
       try {
@@ -84,7 +85,7 @@ class Run {
     printf("%llu collections, %llu tokens (and %llu refused), %llu lives, %llu interpreters\n",
            Number(totals_.collections), Number(totals_.tokens), Number(totals_.refusals), Number(totals_.lives),
            Number(interpreters_));
-    printf("0 mismatches; scripts that raised: %llu; walks that stuck: %llu, that a finalization ended: %llu\n",
+    printf("0 mismatches; scripts that raised: %llu; stuck walks: %llu; walks ended by finalize: %llu\n",
            Number(totals_.raised), Number(totals_.stuck), Number(totals_.left));
   }
 
@@ -98,7 +99,8 @@ class Run {
     }
     auto life = std::make_unique<Life>(plugin_, *script_, seed_, &next_key_, &totals_);
     while (life->Collect()) continue;
-    // The provider is then the interpreter's last user, and ends it with whatever walk is under way.
+    // Without the script, the provider is the interpreter's last user: its finalize ends the interpreter, even during a
+    // walk.
     if (changes_ && totals_.lives % kLivesPerInterpreter == 0) script_.reset();
     life.reset();
     if (tev_source_t::live + tev_source_array_t::live + tev_opaque_events_t::live != 0) {
@@ -122,7 +124,8 @@ void LongRun(const standin::Plugin& plugin, std::chrono::duration<double> time, 
   const double cost = watched ? CostOfInterpreter(plugin) : 0;
   const auto begin = Clock::now();
   const auto at = [&](double part) { return begin + std::chrono::duration_cast<Clock::duration>(part * time); };
-  Run run(plugin, seed, cost < kDearInterpreter);
+  Run run(plugin, seed, cost < kMostCost);
+
   const double start = run.Live(at(0.2), cost);
   const double middle = run.Live(at(0.6), cost);
   const double end = run.Live(at(1), cost);

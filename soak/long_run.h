@@ -1,4 +1,4 @@
-// The long run: ever new lives of the provider, whose every token is compared with the model of the stream.
+// The long run: lives of the provider one after another, with every token compared with the model of the stream.
 
 #ifndef RUBRUF_SOAK_LONG_RUN_H_
 #define RUBRUF_SOAK_LONG_RUN_H_
@@ -10,9 +10,10 @@
 
 namespace soak {
 
-// Runs for this time and prints a report. Each life takes its course from a seed of its own, counted up from `seed`.
-// Throws std::runtime_error at the first mismatch, with the seed of the life; and when resident memory has grown, which
-// only runs of half a minute and more are long enough to tell.
+// Runs for `time` and prints a report. The first life is drawn from `seed`, the next one from `seed` + 1, and so on.
+// Throws std::runtime_error at the first mismatch, with the seed of that life. Throws it also if resident memory has
+// grown; this is checked only in runs of at least half a minute.
+
 void LongRun(const standin::Plugin& plugin, std::chrono::duration<double> time, uint32_t seed);
 
 }  // namespace soak

@@ -1,4 +1,4 @@
-// rubruf-soak: plays the host for long, and looks for what only shows then.
+// rubruf-soak: plays the host for many lives, and finds wrong tokens, lost references and growth of memory.
 
 #include <CLI/CLI.hpp>
 #include <chrono>
@@ -15,11 +15,12 @@
 
 namespace {
 
-// Lives a life again until the number of references in the interpreter is the same before and after. An interpreter
-// that does not count them tells of lost objects, by the blocks of memory that its objects take. Throws
-// std::runtime_error with the seeds of the lives that never come to that, and when Python counts neither.
+// Counts the interpreter's references before and after each life, and repeats the life until they are equal. A plain
+// Python does not count references: its blocks of memory are counted instead, which finds lost objects. Throws
+// std::runtime_error with the seeds of the lives for which they are never equal, and if Python counts neither.
 void CheckReferences(const standin::Plugin& plugin, uint32_t lives) {
-  // By then Python has filled its caches with what the life needs.
+  // The first repetitions may differ without a leak, because Python fills its caches.
+
   constexpr int kMostRepetitions = 12;
   const standin::PythonModule script = soak::LoadScript(plugin);
   const auto references = [&script] { return std::stol(script.Call("references", "")); };
@@ -39,11 +40,11 @@ void CheckReferences(const standin::Plugin& plugin, uint32_t lives) {
     }
     if (change != 0) lost += " " + std::to_string(seed) + " (by " + std::to_string(change) + ")";
   }
-  printf("%u lives: %llu collections, %llu of them raised; %llu walks stuck, %llu left in their midst\n", lives,
+  printf("%u lives: %llu collections, %llu of them raised; %llu stuck walks, %llu walks ended by finalize\n", lives,
          static_cast<unsigned long long>(totals.collections), static_cast<unsigned long long>(totals.raised),
          static_cast<unsigned long long>(totals.stuck), static_cast<unsigned long long>(totals.left));
   if (!lost.empty())
-    throw std::runtime_error("references are lost, or given back twice, in the lives of the seeds" + lost);
+    throw std::runtime_error("references are lost, or released twice, in the lives of the seeds" + lost);
 }
 
 int Soak(int argc, char** argv) {
@@ -51,18 +52,19 @@ int Soak(int argc, char** argv) {
   double minutes = 10;
   uint32_t seed = 0;
   uint32_t lives = 1000;
-  CLI::App app("Plays the host for long, and looks for what only shows then.");
+  CLI::App app("Plays the host for many lives, and finds wrong tokens, lost references and growth.");
   app.add_option("LIBRARY", library, "the plug-in")->required();
   app.require_subcommand(1);
   CLI::App* run = app.add_subcommand("run", "compare every token with the model, and watch the memory");
   run->add_option("MINUTES", minutes)->capture_default_str();
-  run->add_option("--seed", seed, "of the first life; a failure tells that of its life")->capture_default_str();
+  run->add_option("--seed", seed, "seed of the first life; a failure names the seed to repeat")->capture_default_str();
   CLI::App* references = app.add_subcommand("references", "compare the references before and after");
   references->add_option("LIVES", lives)->capture_default_str();
   CLI11_PARSE(app, argc, argv);
   setenv("PYTHONDONTWRITEBYTECODE", "1", 1);
   const standin::Plugin plugin(library);
-  // All messages are formed, and none is shown.
+  // The log function discards all messages. The debug level makes sure that each one is formatted.
+
   plugin.Symbol<decltype(&::set_log_func)>("set_log_func")([](int, const char*) {}, TEV_LOG_DEBUG);
   if (run->parsed()) soak::LongRun(plugin, std::chrono::duration<double, std::ratio<60>>(minutes), seed);
   if (references->parsed()) CheckReferences(plugin, lives);

@@ -1,7 +1,7 @@
-"""The script of the soak: it returns what the program has put in place through call(), and keeps nothing of it.
+"""The script of the soak: each collection returns the result that the program has set with call().
 
-One module serves all scripts; they differ in their options. Each binding of a script appends to sys.path, which
-collect() cuts back, since the interpreter outlives many bindings here.
+All scripts share this module and differ in their options. Binding a script appends its directory to sys.path. collect()
+restores sys.path, because otherwise it would grow with every life of the provider in this interpreter.
 """
 
 import gc
@@ -9,7 +9,7 @@ import sys
 
 
 class Nowhere:
-    """Where the tracebacks of scripts that are meant to raise go."""
+    """Discards the tracebacks of scripts that raise on purpose."""
 
     def write(self, text):
         pass
@@ -19,7 +19,7 @@ class Nowhere:
 
 
 sys.stderr = Nowhere()
-# Newer versions import modules to print the first error. Here that is a part of loading the script.
+# Newer Pythons import modules when they print their first error. Done here, so that the first life does not grow by it.
 sys.excepthook(ValueError, ValueError("meant"), None)
 path = list(sys.path)
 produce = None  # makes the next result
@@ -35,7 +35,7 @@ def collect(args):
 
 
 def get_tag():
-    return "".join(["so", "ak"])  # made anew, so that a lost one counts
+    return "".join(["so", "ak"])  # a new object each time, so that a lost reference to it is found
 
 
 def call(function, text):
@@ -43,7 +43,7 @@ def call(function, text):
 
 
 def compute(statements):
-    """Has the next collection return what these leave in `result`, held by nobody else; any later one raises."""
+    """Runs the statements; the next collection returns their `result`, as its only owner, and any later one raises."""
     global produce
     scope = {}
     exec(statements, scope)
@@ -51,7 +51,8 @@ def compute(statements):
 
 
 def references(_text):
-    """All references in the interpreter; where it does not count them, the blocks of memory that its objects take."""
-    sys._clear_type_cache()  # it keeps names of attributes, a few more with every life
+    """The number of references in the interpreter, or of its blocks of memory if it does not count references."""
+    sys._clear_type_cache()  # the cache holds references to names of attributes, more of them after each life
+
     gc.collect()
     return getattr(sys, "gettotalrefcount", sys.getallocatedblocks)()
