@@ -1,4 +1,5 @@
-// The test's own allocation functions. They run before any sanitizer is up: this file is built without instrumentation.
+// The allocation seam: the test's own malloc, free and operator new. This file is built without sanitizers, because its
+// functions are called before a sanitizer is initialized.
 
 #include "tests/alloc_seam.h"
 
@@ -24,15 +25,15 @@ struct Range {
 Range ranges[8];
 Range* ranges_end = ranges;
 
-// Disguised, so that the leak checker does not take this table for an owner of the blocks.
+// The library's live blocks. Addresses are inverted, because a plain address would hide a leak from the leak checker.
 uintptr_t live[1 << 12];
 uintptr_t* live_end = live;
 
-int first_failing = 0;  // 0: none
+int first_failing = 0;  // 0: none fails
 bool all_fail = false;
 int counted = 0;
 
-// The functions that those of this file hide: the C library's, or the sanitizer's.
+// The functions of the C library or the sanitizer that this file replaces.
 decltype(&realloc) hidden_realloc;
 decltype(&free) hidden_free;
 
@@ -42,7 +43,7 @@ Origin OriginOf(uintptr_t address) {
   return range == ranges_end ? Origin::kOther : range->origin;
 }
 
-// Walks up the stack to `caller`, and from there out of the runtimes to whoever called those.
+// A walk up the stack: it looks for `caller`, and from there for the first function outside the runtime libraries.
 struct Search {
   uintptr_t caller;
   Origin origin;
@@ -71,7 +72,7 @@ void Forget(const void* block) {
 }
 
 void* Allocate(void* caller, void* old, size_t size) {
-  // Both at once: a call of free may come from within the look-up of a function, which is not to be entered again.
+  // Both are looked up at once, because dlsym may call free, and free must not call dlsym.
   if (hidden_free == nullptr) {
     hidden_free = reinterpret_cast<decltype(hidden_free)>(dlsym(RTLD_NEXT, "free"));
     hidden_realloc = reinterpret_cast<decltype(hidden_realloc)>(dlsym(RTLD_NEXT, "realloc"));
@@ -118,7 +119,8 @@ void free(void* block) noexcept {
   Forget(block);
   if (block != nullptr) hidden_free(block);
 }
-// A sanitizer's own take their memory without asking malloc.
+// A sanitizer's strdup and strndup do not call malloc, so these replace them.
+
 char* strdup(const char* text) noexcept { return Copy(CALLER, text, strlen(text)); }
 char* strndup(const char* text, size_t size) noexcept { return Copy(CALLER, text, strnlen(text, size)); }
 }

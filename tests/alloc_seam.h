@@ -1,21 +1,22 @@
-// The allocation seam: counts the memory that the library under test takes, and makes it run out.
+// The allocation seam: counts the memory that the library under test allocates, and makes allocations fail.
 //
-// A test that links alloc_seam.cpp has its own malloc, free, operator new and so on. They look at who asks: what the
-// library takes counts, itself or through the C and C++ runtimes and Boost, and not what the host's functions, Python
-// and the test take. For one thread.
+// alloc_seam.cpp replaces malloc, free, operator new and so on. They look at the caller. Allocations of the library
+// count, also those that it makes through the C and C++ runtimes and Boost. Allocations of Python, the host's functions
+// and the test do not count. Use it on one thread.
 
 #ifndef RUBRUF_TESTS_ALLOC_SEAM_H_
 #define RUBRUF_TESTS_ALLOC_SEAM_H_
 
 namespace alloc_seam {
 
-// Begins to count. The library must be loaded, and stay so.
+// Begins to count. The library must be loaded and stay loaded.
 void Watch();
 
-// The library's blocks, taken since Watch, that nobody has freed.
+// The number of blocks that the library has allocated since Watch and that are not freed.
 int Live();
 
-// While it lives, the library's allocation `first` fails, counted from 1, and with `all` each behind it. One at a time.
+// While this object exists, the library's allocation number `first` fails (counted from 1), and with `all` each later
+// one too. Only one such object may exist.
 class Failure {
  public:
   Failure(int first, bool all);
@@ -23,7 +24,8 @@ class Failure {
   Failure(const Failure&) = delete;
   Failure& operator=(const Failure&) = delete;
 
-  // Whether an allocation has failed.
+  // True if an allocation has failed.
+
   bool struck() const;
 };
 

@@ -1,5 +1,4 @@
-// Tests of the configuration from files: the .cfg format, the directory scan, virtual providers, and repeated calls of
-// the entry in all routes.
+// Tests of the configuration: the .cfg format, the directory scan, virtual providers, and repeated calls of the entry.
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -24,7 +23,7 @@ class ConfigTest : public ProviderTest {
 
   static Options Directory(const std::string& path) { return {{"python-import-config-dir", path}}; }
 
-  // A new directory with one file, "x.cfg", and its path with a "/" behind.
+  // Makes a directory with the file "x.cfg" and returns its path, which ends in "/".
   std::string DirectoryOf(const std::string& cfg) {
     const std::string name = std::to_string(++directories_) + "/";
     fs::create_directory(dir_ / name);
@@ -32,7 +31,7 @@ class ConfigTest : public ProviderTest {
     return dir_ / name;
   }
 
-  // The tags of the sources without their "dict_".
+  // The sources' tags without "dict_", joined.
   std::string Tags() {
     std::string tags;
     for (const std::string& tag : SourceTags()) tags += tag.substr(5);
@@ -47,7 +46,7 @@ class ConfigTest : public ProviderTest {
 };
 
 TEST_F(ConfigTest, ReadsLines) {
-  std::mt19937 random(1);  // NOLINT(cert-msc32-c,cert-msc51-cpp): what fails once shall fail again
+  std::mt19937 random(1);  // NOLINT(cert-msc32-c,cert-msc51-cpp): a failure must be reproducible
   std::string noise(1 << 20, '\0');
   for (char& byte : noise) byte = static_cast<char>(random());
   std::string many = noise + "\narg-big=" + std::string(3 << 20, 'b') + "\narg-big=small\n";
@@ -150,7 +149,7 @@ TEST_F(ConfigTest, RepeatedCallsAddToTheList) {
   const Options empty = Directory(DirectoryOf("enable=0"));
   const std::string broken = DirectoryOf("tag=b");
   fs::create_symlink("nowhere", broken + "README");
-  // No more sources than are counted, though there be more scripts.
+  // There may be more scripts than sources, because the number of scripts limits the sources.
   const auto step = [this](const Options& options, bool constructed, const char* tags) {
     EXPECT_EQ(Construct(options), constructed) << tags;
     EXPECT_EQ(Tags(), tags);
@@ -174,7 +173,7 @@ TEST_F(ConfigTest, RepeatedCallsAddToTheList) {
   EXPECT_EQ(Collect(1).status, TEV_PROGRESS_DONE_FORCE_SYNC);
 }
 
-// Two files that share their name with a module of the standard library, one of them configured twice.
+// Two scripts have the file name of a standard module, and one of them is configured twice.
 TEST_F(ConfigTest, LoadsOwnModulesByEachRoute) {
   std::string cfg[3];
   for (const std::string name : {"a", "b"}) {
@@ -269,7 +268,8 @@ TEST_F(VirtualProviderTest, NeedsTheDirectoryAndAFile) {
     ExpectRefusal(Enable("a,loop,b"), causes);
     ASSERT_TRUE(Construct(Enable("a,b")));
     ASSERT_TRUE(Construct(Enable("a")));
-    EXPECT_EQ(Tags(), "aa") << "a further call adds";
+    EXPECT_EQ(Tags(), "aa") << "another call adds a script";
+
     log_.Take();
   }
   std::string all = "a";

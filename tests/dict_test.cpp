@@ -1,4 +1,4 @@
-// Tests of the options dictionary and of the table behind it.
+// Tests of the options dictionary and its hash table.
 
 #include "utils/dict/dict.h"
 
@@ -42,7 +42,7 @@ std::vector<Entry> Enumerate(const tev_dict_t* dict) {
   return entries;
 }
 
-// The keys by buckets, a blank before each; "." for an empty one.
+// The key in each bucket, or "." for an empty bucket, with a blank before each.
 std::string Buckets(const tev_dict_table_t& table) {
   std::string buckets;
   for (uint32_t i = 0; i < (table.bucket_count + 15) / 16 * 16; ++i) {
@@ -53,9 +53,9 @@ std::string Buckets(const tev_dict_table_t& table) {
   return buckets;
 }
 
-// The layout and the order of enumeration are part of the interface.
+// Hosts and scripts rely on the layout and on the order of enumeration.
 TEST(Dict, PutsEachKeyIntoItsBucketAndGrows) {
-  // By the number of entries: the growth threshold and the buckets.
+  // Number of entries; then the growth threshold and the buckets.
   std::map<size_t, std::string> stages{
       {2, "3 . i a ."},
       {3, "6 . i a . . e . ."},
@@ -107,10 +107,10 @@ TEST(Dict, OwnsCopiesAndKeepsTheFirstCopyOfAKey) {
   EXPECT_EQ(Enumerate(dict.get()), std::vector<Entry>({{"b", "value"}}));
 }
 
-// A host may fill every bucket and mark entries deleted; a search must neither stop short of an entry nor go on for
-// ever.
+// A host may build a table that is full or has deleted entries. A search must find each entry, and must end.
 TEST(Dict, ReadsTablesThatAHostBuilt) {
-  char text[] = "i\0a\0e\0m";  // all at home in bucket 1, and from there on their way to 2, 0 and 3
+  char text[] = "i\0a\0e\0m";  // all have home bucket 1, and are tried next in 2, 0 and 3
+
   char* entries[] = {text, text + 2, text + 4, text + 6};
   uint32_t flags = 0xAAAAAA00 | 1U << 2;
   tev_dict_table_t table = {4, 3, 4, 3, &flags, entries, entries};

@@ -48,7 +48,8 @@ TEST_F(EntryTest, ServesScriptsByTheirPlaceInTheSources) {
   }
   EXPECT_EQ(FirstText(0) + FirstText(1) + FirstText(2) + FirstText(256 + 1), "caba") << "indexes have eight bits";
   EXPECT_EQ(Progress(3), TEV_PROGRESS_ERROR);
-  EXPECT_EQ(provider_->progress(provider_, 0, nullptr), TEV_PROGRESS_REFUSED) << "a serializer is the host's business";
+  EXPECT_EQ(provider_->progress(provider_, 0, nullptr), TEV_PROGRESS_REFUSED)
+      << "the plug-in only passes the serializer on";
   Finalize();
   Start(Tags(256, Script("echo.py", "return [repr(args)]")), {{"python-import-arg-256-x", "1"}});
   EXPECT_EQ(SourceTags(), Tags(256, HashTag(dir_ / "echo.py")));
@@ -56,7 +57,7 @@ TEST_F(EntryTest, ServesScriptsByTheirPlaceInTheSources) {
   EXPECT_EQ(FirstText(255), "{'x': '1', '256-x': '1'}");
 }
 
-TEST_F(EntryTest, SourcesFailWithTheHostsFunctions) {
+TEST_F(EntryTest, GetSourcesFailsIfAHostFunctionFails) {
   Start({Script("a.py", "return []"), Script("b.py", "return []")});
   const auto expect = [this](int standin::Faults::*function, int call, const char* message, int sources_left) {
     standin::faults.*function = call;
@@ -68,7 +69,7 @@ TEST_F(EntryTest, SourcesFailWithTheHostsFunctions) {
   using standin::Faults;
   expect(&Faults::create_source_array, 1, "[python_event_provider_get_sources] cannot allocate sources", 0);
   expect(&Faults::create_default_source, 2, "cannot create default source", 0);
-  expect(&Faults::source_array_append, 2, "cannot append default source", 1);  // that one is the host's to release
+  expect(&Faults::source_array_append, 2, "cannot append default source", 1);  // the plug-in cannot destroy a source
   EXPECT_EQ(SourceTags().size(), 2u);
 }
 

@@ -1,4 +1,4 @@
-// The sample collectors: what each returns arrives in the shape that it documents, with plausible values.
+// Tests of the sample scripts: the data that arrive have the documented keys and types, and plausible values.
 
 #include <unistd.h>
 
@@ -11,7 +11,7 @@
 using nlohmann::json;
 using Fields = std::set<std::string>;
 
-// Each source's keys with the types of their values; "?" marks what may be missing.
+// Each source's keys with the types of their values; "?" marks a key that may be missing.
 const json kShapes = {
     {"dict_load_memory", R"(load_1min:double load_5min:double load_15min:double tasks_running:long tasks_total:long
       uptime_seconds:double memory:dict_start total_bytes:long available_bytes:long? free_bytes:long buffers_bytes:long
@@ -76,7 +76,8 @@ TEST_F(ExamplesTest, ReportWhatTheirArgumentsSay) {
       "temperatures": [{"device": "hwmon0", "chip": "hwmon0", "label": "temp1", "celsius": -42.5}]})"_json);
   EXPECT_EQ(Data(3), nullptr);
   EXPECT_EQ(Data(4).at("labels"), R"({"site": "lab", "rack": 7, "production": true, "roles": ["web", "db"]})"_json);
-  std::string machine_id;  // of 32 digits, once there is one
+  std::string machine_id;  // has 32 digits if the machine has an ID
   std::ifstream("/etc/machine-id") >> machine_id;
-  EXPECT_EQ(buffer_.last_write->app_id[6] >> 4, machine_id.size() == 32 ? 5 : 0);  // the version of a hashed GUID
+  EXPECT_EQ(buffer_.last_write->app_id[6] >> 4,
+            machine_id.size() == 32 ? 5 : 0);  // 5: the version number of a GUID made by hashing
 }

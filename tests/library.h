@@ -1,4 +1,4 @@
-// What the tests of the exported library share: its functions by name, and a catcher of its messages.
+// Helpers for all tests of the library: its path, its functions by name, and LogCatcher, which keeps its messages.
 
 #ifndef RUBRUF_TESTS_LIBRARY_H_
 #define RUBRUF_TESTS_LIBRARY_H_
@@ -11,23 +11,23 @@
 #include "host/standin/plugin.h"
 #include "utils/log/log.h"
 
-// Where the library under test is: the one that RUBRUF_LIBRARY names, else the one of this build.
+// The path of the library under test: the value of RUBRUF_LIBRARY, or else the library of this build.
 inline std::string LibraryPath() {
   const char* path = getenv("RUBRUF_LIBRARY");
   return path ? path : RUBRUF_LIBRARY_PATH;
 }
 
-// It is loaded, never linked, so that one build of the tests serves the plug-ins of every Python version. It stays
-// loaded to the end of the process, for the leak checker to see what its globals hold.
+// The library under test. It is loaded and not linked, so that one build of the tests works with the plug-ins of all
+// Python versions. It stays loaded until the process ends, so that the leak checker sees its globals.
 inline const standin::Plugin& Library() {
   static const auto* const library = new standin::Plugin(LibraryPath());
   return *library;
 }
 
-// Makes `name` the library's function in the namespace of the test, where it hides the declared one.
+// Defines `name` in the test's namespace as the function of the loaded library. It hides the declared function.
 #define RUBRUF_IMPORT(name) const auto name = Library().Symbol<decltype(&::name)>(#name)
 
-// Keeps what the library logs while it lives, at `level`. One at a time.
+// Keeps the messages that the library logs at `level` while this object exists. Only one may exist at a time.
 class LogCatcher {
  public:
   using Messages = std::vector<std::pair<int, std::string>>;
@@ -40,7 +40,8 @@ class LogCatcher {
   LogCatcher(const LogCatcher&) = delete;
   LogCatcher& operator=(const LogCatcher&) = delete;
 
-  // Hands out what was caught since the last call.
+  // Returns the messages since the last call.
+
   Messages Take() { return std::exchange(messages_, {}); }
 
  private:

@@ -1,4 +1,4 @@
-// Tests of the life cycle: the Python environment, binding scripts to it, tags, the application ID, and the end of all.
+// Tests of the life cycle: the Python environment, the binding of scripts, tags, the application ID, and finalize.
 
 #include <dlfcn.h>
 #include <unistd.h>
@@ -9,7 +9,7 @@
 #include "tests/provider_test_base.h"
 #include "utils/python_env/python_env.h"
 
-// The loader finds this one before libpython's, so that a start of the interpreter can be made to look failed.
+// The loader finds these functions before libpython's, so that a test can make a start of the interpreter look failed.
 static bool seems_down = false;
 static bool seems_old = false;
 extern "C" const char* Py_GetVersion() {
@@ -44,10 +44,11 @@ TEST_F(EnvironmentTest, CountsItsUsers) {
     EXPECT_EQ(tev_python_environment_finalize(), 0);
     EXPECT_EQ(tev_python_environment_is_set(), 1);
     EXPECT_TRUE(Python("import signal"));
-    for (const int number : {SIGINT, SIGPIPE}) EXPECT_EQ(signal(number, own), SIG_DFL) << "signals are the host's";
+    for (const int number : {SIGINT, SIGPIPE})
+      EXPECT_EQ(signal(number, own), SIG_DFL) << "Python must not set the host's handlers";
     EXPECT_EQ(tev_python_environment_finalize(), 0);
     EXPECT_EQ(Py_IsInitialized(), 0);
-    for (const int number : {SIGINT, SIGPIPE}) EXPECT_EQ(signal(number, SIG_DFL), own) << "and stay so";
+    for (const int number : {SIGINT, SIGPIPE}) EXPECT_EQ(signal(number, SIG_DFL), own) << "nor reset them";
   }
 }
 
@@ -59,7 +60,7 @@ TEST_F(EnvironmentTest, ImportsByNameFromTheFilesDirectory) {
   ASSERT_EQ(tev_python_environment_init(), 0);
   PyObject* const module = tev_python_environment_get_module(files[0].c_str());
   ASSERT_NE(module, nullptr);
-  EXPECT_EQ(tev_python_environment_get_module(files[1].c_str()), module) << "modules go by name";
+  EXPECT_EQ(tev_python_environment_get_module(files[1].c_str()), module) << "a module is found by its name alone";
   EXPECT_NE(tev_python_environment_get_module("bare.py"), nullptr);
   EXPECT_EQ(tev_python_environment_get_module("a/same.py"), module);
   EXPECT_TRUE(Python("import sys; assert sys.path[-4:] == ['" + dir_ / "a" + "', '" + dir_ / "b" + "', '.', 'a']"));
@@ -112,7 +113,7 @@ TEST_F(LifecycleTest, AbortsInitializationWithMessagesInOrder) {
     messages.push_back(Error("aborting initialization"));
     EXPECT_EQ(log_.Take(), messages) << path << keys;
     EXPECT_EQ(tev_python_environment_is_set(), 0);
-    EXPECT_EQ(SourceTags(), Tags()) << "two are still counted, none is there";
+    EXPECT_EQ(SourceTags(), Tags()) << "two scripts are counted, but both are released";
     log_.Take();
     EXPECT_EQ(Progress(), TEV_PROGRESS_ERROR);
     EXPECT_EQ(log_.Take(), Messages{Error("internal error - invalid index/script configuration object not exist")});
@@ -146,15 +147,15 @@ TEST_F(LifecycleTest, AbortsInitializationWithMessagesInOrder) {
   EXPECT_FALSE(Initialize());
   seems_old = false;
   EXPECT_EQ(log_.Take().size(), 2U);
-  EXPECT_TRUE(Initialize()) << "the script is still there, and the start is tried again";
+  EXPECT_TRUE(Initialize()) << "the script is still configured";
   EXPECT_TRUE(Collect().complete());
-  EXPECT_EQ(buffer_.last_write->app_id[0], 0) << "nothing is left of the ID that was refused";
+  EXPECT_EQ(buffer_.last_write->app_id[0], 0) << "the refused ID has left no bytes";
   Finalize();
   Start({good}, Keys("function=__name__"));
-  EXPECT_EQ(Progress(), TEV_PROGRESS_ERROR) << "what cannot be called is bound all the same";
+  EXPECT_EQ(Progress(), TEV_PROGRESS_ERROR) << "an object that cannot be called is bound too";
 }
 
-TEST_F(LifecycleTest, SettlesEachTagOnce) {
+TEST_F(LifecycleTest, ChoosesEachTagOnce) {
   using namespace std::string_literals;
   const std::string path = Script("s.py", "return [1]", R"py(
 class Text(str): pass
@@ -168,20 +169,20 @@ def get_tag(): return eval(next(answers)))py");
   for (int round = 0; round < 2; ++round) {
     EXPECT_EQ(SourceTags(), (Tags{"dict_disk", "dict_option", "dict_\u00e4\0b"s, hash, hash, hash, hash, hash, hash}));
     EXPECT_EQ(Problems(), round == 0 ? (Messages{refusal("int"), refusal("NoneType"), refusal("Text")}) : Messages());
-    EXPECT_TRUE(Collect().complete()) << "an error was left";
+    EXPECT_TRUE(Collect().complete()) << "get_tag has left an error";
   }
   for (const char* definition :
        {"", "get_tag = 'tag'", "def get_tag(more): return 'tag'", "def get_tag(): return 'late'"}) {
     Finalize();
     Configure({Script("s.py", "return [1]", definition)});
-    if (strstr(definition, "late")) SourceTags();  // while nobody can be asked
+    if (strstr(definition, "late")) SourceTags();  // before the script can be asked
     ASSERT_TRUE(Initialize());
     EXPECT_EQ(SourceTags(), Tags{hash}) << definition;
     EXPECT_EQ(Problems(), Messages());
   }
 }
 
-TEST_F(LifecycleTest, SettlesTheApplicationId) {
+TEST_F(LifecycleTest, ChoosesTheApplicationIdOnce) {
   const auto id_with = [&](const std::string& answers, const std::string& keys = "") {
     const std::string path = Script("s.py", "return [1]",
                                     "answers = iter(\"" + answers +
@@ -201,12 +202,12 @@ TEST_F(LifecycleTest, SettlesTheApplicationId) {
   EXPECT_EQ(log_.Take(),
             (Messages{Error("ignoring invalid app ID (from " + dir_ / "s.py" + ")"),
                       {TEV_LOG_WARNING, "invalid type returned from get_app_id(). expected 'str', got 'int'"}}));
-  EXPECT_EQ(id_with("'no'"), "ABCDEFGHIJKLMNOP") << "an ID that is settled stays";
+  EXPECT_EQ(id_with("'no'"), "ABCDEFGHIJKLMNOP") << "the ID does not change later";
   EXPECT_EQ(id_with("'no'", "app-id=61626364-6566-6768-696a-6b6c6d6e6f70"), "abcdefghijklmnop");
   EXPECT_EQ(log_.Take(), Messages());
 }
 
-TEST_F(LifecycleTest, GivesBackEveryReference) {
+TEST_F(LifecycleTest, ReleasesEveryReference) {
   const std::string path = Write("counted.py", R"(
 import sys, weakref
 class Text(str): pass
@@ -225,7 +226,7 @@ def count(): return [sys.getrefcount(x) for x in (sys.modules[__name__], globals
     SourceTags();
     buffer_.refuse = [=](const standin::Token& token) { return stuck && token.type == standin::kDictStart; };
     EXPECT_EQ(Progress(1), stuck ? TEV_PROGRESS_REFUSED : TEV_PROGRESS_DONE);
-    EXPECT_EQ(buffer_.Drain()[0].type, standin::kNewCollection) << "a walk ends with its life";
+    EXPECT_EQ(buffer_.Drain()[0].type, standin::kNewCollection) << "finalize has ended the last walk";
     for (int i = 0; i < 3; ++i) Finalize();
     EXPECT_TRUE(Python(balanced + "\nassert sys.getrefcount(counted.kept) == sys.getrefcount(counted.fresh)"));
     EXPECT_TRUE(Python("assert counted.answer() is None"));
@@ -237,13 +238,13 @@ def count(): return [sys.getrefcount(x) for x in (sys.modules[__name__], globals
   }
   Configure({path});
   Finalize();
-  EXPECT_EQ(tev_python_environment_is_set(), 1) << "the test is a user too";
+  EXPECT_EQ(tev_python_environment_is_set(), 1) << "the test uses the interpreter too";
   EXPECT_EQ(tev_python_environment_finalize(), 0);
   EXPECT_EQ(tev_python_environment_is_set(), 0);
 }
 
-// Each value in a process of its own: CPython may be up halfway after it.
-TEST_F(LifecycleTest, OutlivesAnEnvironmentThatPythonRefuses) {
+// Each value is tried in a new process, because a failed start may leave CPython partly initialized.
+TEST_F(LifecycleTest, SurvivesAnEnvironmentThatPythonRefuses) {
   const std::pair<const char*, bool> kValues[] = {{"PYTHONHASHSEED=x", false},        {"PYTHONMALLOC=x", false},
                                                   {"PYTHONIOENCODING=x", false},      {"PYTHONTRACEMALLOC=x", false},
                                                   {"PYTHONINTMAXSTRDIGITS=x", false}, {"PYTHONHOME=/nowhere", false},
@@ -267,9 +268,9 @@ TEST_F(LifecycleTest, OutlivesAnEnvironmentThatPythonRefuses) {
   }
 }
 
-// A thread that a life leaves behind must find its interpreter when it wakes up in the next one; once there is none
-// left, the interpreter is stopped like any other.
-TEST_F(LifecycleTest, KeepsTheInterpreterForThreadsThatStay) {
+// A thread may still run when a life ends. It needs its interpreter, so the interpreter is kept. When no such thread is
+// left, the next finalize stops the interpreter.
+TEST_F(LifecycleTest, KeepsTheInterpreterForRunningThreads) {
   const std::string common = R"(
 import atexit, sys, threading, time
 stop = sys.stop = getattr(sys, 'stop', threading.Event())
@@ -319,19 +320,20 @@ TEST_F(LifecycleTest, LeavesAnInterpreterOfTheHostRunning) {
   EXPECT_FALSE(Initialize());
   EXPECT_EQ(Problems(), Messages{Error("already initialized")});
   EXPECT_TRUE(Collect().complete());
-  EXPECT_EQ(tev_python_environment_init(), 0) << "the host is a user too";
+  EXPECT_EQ(tev_python_environment_init(), 0) << "the host uses the interpreter too";
   Finalize();
   Library().Symbol<void (*)(void*, const char*)>("PyErr_SetString")(*Library().Symbol<void**>("PyExc_ValueError"), "");
   Finalize();
-  EXPECT_NE(Library().Symbol<void* (*)()>("PyErr_Occurred")(), nullptr) << "a second finalize took the host's error";
+  EXPECT_NE(Library().Symbol<void* (*)()>("PyErr_Occurred")(), nullptr) << "a second finalize cleared the host's error";
   Library().Symbol<void (*)()>("PyErr_Clear")();
   EXPECT_TRUE(Python("import s"));
   EXPECT_EQ(tev_python_environment_finalize(), 0);
   EXPECT_EQ(Library().Symbol<int (*)()>("Py_FinalizeEx")(), 0);
 }
 
-// What a walk holds alone is not given back to an interpreter that has stopped, nor at the library's end.
-TEST_F(LifecycleTest, LeavesAWalkThatPythonCannotTakeBack) {
+// A walk may own the last reference to an object. If the interpreter has stopped or the library is unloaded, it must
+// not be decremented.
+TEST_F(LifecycleTest, AbandonsTheWalkWithoutAnInterpreter) {
   const auto hold_alone = [this] {
     Start({Script("s.py", "return result", R"(
 class Key(str): __del__ = print
@@ -351,13 +353,13 @@ def get_tag(): result[0].clear(); result.clear(); globals().pop('inner').clear()
       if (stopped) tev_python_environment_finalize();
       void* const library = dlopen(LibraryPath().c_str(), RTLD_NOW | RTLD_NOLOAD);
       dlclose(library);
-      dlclose(library);  // the one of Library()
+      dlclose(library);  // the handle of Library()
       _exit(dlopen(LibraryPath().c_str(), RTLD_NOW | RTLD_NOLOAD) == nullptr ? 0 : 1);
     };
     EXPECT_EXIT(unload(), testing::ExitedWithCode(0), "") << stopped;
   }
   hold_alone();
-  EXPECT_EQ(tev_python_environment_finalize(), 0) << "once too often";
+  EXPECT_EQ(tev_python_environment_finalize(), 0) << "one call more than its users";
   Finalize();
   EXPECT_EQ(log_.Take(), Messages());
 }
@@ -369,7 +371,8 @@ TEST_F(LifecycleTest, SurvivesAnInterpreterThatEndsBadly) {
     atexit([] { finalize(); });
     Progress();
   };
-  EXPECT_EXIT(leave(), testing::ExitedWithCode(7), "") << "finalized by a function that runs after Python's end";
+  EXPECT_EXIT(leave(), testing::ExitedWithCode(7), "") << "finalize in an atexit function, after Python has stopped";
+
   Finalize();
   Start({Script("s.py", "pass",
                 "import sys\nclass Out:\n  def flush(self): 1 / 0\n  closed = False\nsys.stdout = Out()")});

@@ -1,6 +1,6 @@
-// Tests of the library among functions of its names, loaded again and again, and under two names.
+// Tests of loading: in a host with functions of the same names, repeatedly, and as two copies.
 //
-// This host has a function of its own under each name that the library exports (traps.cpp.in); all of them abort.
+// This test process has its own function for each name that the library exports (traps.cpp.in); all of them abort.
 
 #include <dlfcn.h>
 #include <unistd.h>
@@ -12,7 +12,7 @@ namespace {
 
 using standin::Plugin, standin::Token;
 
-// A whole life, in which the first key must be the library's first one.
+// Runs one life of the provider. Its first key must get ID 0, so the library must be newly loaded.
 void Live(const Plugin& library, const std::string& more = "") {
   const TempDir dir;
   std::ofstream(dir / "s.py") << more << "def get_tag(): return 'tag'\ndef get_app_id(): return 'not asked'\n"
@@ -38,7 +38,7 @@ TEST(LoadingTest, CallsItsOwnFunctionsAndNotTheHosts) {
   Live(library);
 }
 
-TEST(LoadingTest, IsGoneWhenUnloadedAndNewWhenLoadedAgain) {
+TEST(LoadingTest, KeepsNoStateWhenUnloaded) {
   for (int i = 0; i < 100; ++i) {
     {
       const Plugin library(LibraryPath());
@@ -48,7 +48,7 @@ TEST(LoadingTest, IsGoneWhenUnloadedAndNewWhenLoadedAgain) {
   }
 }
 
-TEST(LoadingTest, LeavesPythonToThreadsThatStay) {
+TEST(LoadingTest, KeepsPythonLoadedForRunningThreads) {
   for (int i = 0; i < 2; ++i) {
     Live(Plugin(LibraryPath()),
          "import threading, time\n"
@@ -57,7 +57,7 @@ TEST(LoadingTest, LeavesPythonToThreadsThatStay) {
   }
 }
 
-TEST(LoadingTest, IsOneUnderALinkAndTwoAsACopy) {
+TEST(LoadingTest, SharesStateWithALinkButNotWithACopy) {
   const TempDir dir;
   std::filesystem::create_symlink(LibraryPath(), dir / "link.so");
   std::filesystem::copy_file(LibraryPath(), dir / "copy.so");

@@ -1,6 +1,6 @@
 // Tests of the logger: levels, lines, sinks, the log function, the hexadecimal dump and the number columns.
 //
-// The process takes the place of the C library's clock and system log, so that lines are exact and no daemon is needed.
+// The tests replace the C library's clock and system log, so that times are known and no log daemon is needed.
 
 #include "utils/log/log.h"
 
@@ -13,8 +13,8 @@
 #include "tests/provider_test_base.h"
 
 namespace {
-timespec wall_clock;     // what the real-time clock shows, unless 0
-std::string system_log;  // one line a call
+timespec wall_clock;     // the time that the real-time clock returns, unless it is 0
+std::string system_log;  // one line per call
 }  // namespace
 
 extern "C" int clock_gettime(clockid_t clock_id, timespec* tp) noexcept {
@@ -81,7 +81,7 @@ class Log : public testing::Test {
   const std::string path_ = dir_ / "log";
 };
 
-TEST_F(Log, WritesToStandardErrorOfItself) {
+TEST_F(Log, WritesToStandardErrorByDefault) {
   EXPECT_EQ(level_at_load, -1);
   EXPECT_EQ(get_log_func(), nullptr);
   EXPECT_EQ(Stderr([] { _tev_log(TEV_LOG_ERROR, "first"); }), Line("[error] first"));
@@ -89,7 +89,7 @@ TEST_F(Log, WritesToStandardErrorOfItself) {
 }
 
 TEST_F(Log, TakesItsLevelFromTheEnvironment) {
-  // The variable, the level, and the levels that are then shown: of the provider's messages, of the utilities'.
+  // The variable's value, the level, and the levels that are shown: of provider messages, of utility messages.
   const std::tuple<const char*, int, std::string, std::string> cases[] = {
       {nullptr, 0, "", ""},     {"", 0, "", ""},           {"debug", 0, "", ""},   {"0", 0, "", ""},
       {"3", 3, "3", "3"},       {"4 of 7", 4, "34", "34"}, {" 5", 5, "34", "34"},  {"6", 6, "346", "346"},
@@ -116,7 +116,7 @@ TEST_F(Log, TakesItsLevelFromTheEnvironment) {
   }
 }
 
-TEST_F(Log, ReadsTheEnvironmentUntilItNamesALevel) {
+TEST_F(Log, ReadsTheEnvironmentUntilItHasALevel) {
   for (const auto& [value, level] : {std::pair("-1", -1), std::pair("4", 4), std::pair("7", 4)}) {
     setenv("TEV_API_LOG_LEVEL", value, true);
     EXPECT_EQ(Stderr([] { TEV_LOG(TEV_LOG_WARNING, "shown"); }), level == 4 ? Line("[warning] shown") : "");
@@ -162,7 +162,7 @@ TEST_F(Log, FallsBackToStandardErrorWithoutAFile) {
   EXPECT_EQ(ReadFile(path_), "");
 }
 
-TEST_F(Log, LeavesStampAndTagToTheSystemLog) {
+TEST_F(Log, WritesNoStampOrTagToTheSystemLog) {
   const auto log_all = [] {
     TEV_LOG(TEV_LOG_DEBUG, "hidden");
     TEV_LOG(TEV_LOG_ERROR, "%s", "%d");
@@ -192,7 +192,8 @@ TEST_F(Log, HandsMessagesToTheFunctionInsteadOfTheSink) {
   EXPECT_EQ(get_log_func(), nullptr);
   tev_log_level = TEV_LOG_ERROR;
   TEV_LOG(TEV_LOG_ERROR, "%s", longest.c_str());
-  EXPECT_EQ(ReadFile(path_), Line("[error] direct") + Line("[error] " + longest)) << "a sink does not cut";
+  EXPECT_EQ(ReadFile(path_), Line("[error] direct") + Line("[error] " + longest))
+      << "a sink does not cut long messages";
 }
 
 TEST_F(Log, DumpsBytesInLinesOfSixteen) {

@@ -1,4 +1,4 @@
-// Tests of the options: the route they choose, the keys of a script, its arguments, and the configuration log.
+// Tests of the host's options: the number of scripts, the keys of a script, its arguments, and the configuration log.
 
 #include "tests/provider_test_base.h"
 
@@ -102,7 +102,8 @@ TEST_F(OptionsTest, LogsTheApplicationIdAsFarAsTheLevelGoes) {
   *Library().Symbol<int*>("tev_log_level") = TEV_LOG_WARNING;
   SourceTags();
   EXPECT_EQ(log_.Take(), Messages());
-  // The provider's messages compare the level with its sign, the utilities' without.
+  // With a negative level, the provider logs nothing and the utilities log everything: they compare unsigned.
+
   *Library().Symbol<int*>("tev_log_level") = -5;
   EXPECT_FALSE(Initialize());
   EXPECT_EQ(log_.Take(), Messages{EnvironmentError("Invalid input - file name should contain '.py' postfix")});

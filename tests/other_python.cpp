@@ -1,4 +1,4 @@
-// A libpython of another version, as far as a look at the global symbols tells.
+// A stand-in for the libpython of another version: only the global symbols by which the plug-in recognizes one.
 
 extern "C" {
 extern int _Py_NoneStruct;

@@ -1,6 +1,7 @@
-// ProviderTest: one life of the plug-in in a test, with scripts in a directory of the test's own.
+// ProviderTest: the fixture for tests of the provider. It writes scripts into a temporary directory and drives lives of
+// the provider, from Construct and Initialize to Finalize.
 //
-// The provider is one per process, so ctest runs each test in its own; a test that drives several lives ends each with
+// There is one provider per process, so ctest runs each test in a new process. A test with several lives ends each with
 // Finalize.
 
 #ifndef RUBRUF_TESTS_PROVIDER_TEST_BASE_H_
@@ -23,7 +24,7 @@
 #include "host/standin/json_writer.h"
 #include "tests/library.h"
 
-// A directory that goes with all that is in it.
+// A temporary directory, which is removed with its contents.
 class TempDir {
  public:
   TempDir() {
@@ -45,13 +46,14 @@ inline std::string ReadFile(const std::filesystem::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// Runs statements in the running interpreter, found where an extension module finds it. False when they raise.
+// Runs statements in the interpreter, which is found by its global symbols, as extension modules find it. False if they
+// raise.
 inline bool Python(const std::string& statements) {
   const auto run = reinterpret_cast<int (*)(const char*, void*)>(dlsym(RTLD_DEFAULT, "PyRun_SimpleStringFlags"));
   return run != nullptr && run(statements.c_str(), nullptr) == 0;
 }
 
-// The library's messages as its code words them, for comparisons with what was caught.
+// The library's messages, for comparisons with the messages that LogCatcher kept.
 namespace messages {
 
 inline LogCatcher::Messages::value_type Provider(int level, const std::string& text) {
@@ -69,7 +71,7 @@ inline LogCatcher::Messages::value_type EnvironmentError(const std::string& text
 inline const auto kDefaultFunction =
     Debug("no argument specified for 'python-import-function'. taking default ('collect')");
 
-// What is logged when the scripts cannot be configured: `causes`, and then what follows from them.
+// The messages when the scripts cannot be configured: `causes`, and then the two general ones.
 inline LogCatcher::Messages Refusal(LogCatcher::Messages causes) {
   causes.insert(causes.end(), {Error("could not parse all scripts options"), Error("could not read options")});
   return causes;
@@ -82,7 +84,7 @@ class ProviderTest : public ::testing::Test {
   using Options = standin::OptionList;
   using Messages = LogCatcher::Messages;
 
-  // Without compiled files, a script that is written anew is also read anew.
+  // Without compiled files, Python reads a script again after a test has rewritten it.
   ProviderTest() { setenv("PYTHONDONTWRITEBYTECODE", "1", 1); }
   ~ProviderTest() override {
     Finalize();
@@ -108,12 +110,13 @@ class ProviderTest : public ::testing::Test {
     return constructed != nullptr;
   }
   bool Initialize() { return provider_->initialize(provider_, &type_system_); }
-  // Finalizes what was constructed; nothing if that is done.
+  // Finalizes the provider if there is one.
   void Finalize() {
     if (provider_ != nullptr) provider_->finalize(provider_);
   }
 
-  // Options that enable the provider by name and hold these "key=value" pairs, with ';' between, less "python-import-".
+  // Options that enable the provider by name, and these "key=value" pairs. ';' separates the pairs; the keys are
+  // without "python-import-".
   static Options Keys(const std::string& pairs) {
     Options options{{"enable-provider", "python"}};
     std::istringstream stream(pairs);
@@ -124,7 +127,7 @@ class ProviderTest : public ::testing::Test {
     return options;
   }
 
-  // Constructs with scripts of these paths and more options.
+  // Constructs the provider with scripts at these paths and with `options`.
   void Configure(const std::vector<std::string>& scripts, Options options = {}) {
     options.emplace_back("enable-provider", "python");
     options.emplace_back("python-import-num-scripts", std::to_string(scripts.size()));
@@ -134,14 +137,14 @@ class ProviderTest : public ::testing::Test {
     ASSERT_TRUE(Construct(options));
     log_.Take();
   }
-  // The same, and initializes.
+  // Does the same, and initializes the provider.
   void Start(const std::vector<std::string>& scripts, const Options& options = {}) {
     ASSERT_NO_FATAL_FAILURE(Configure(scripts, options));
     ASSERT_TRUE(Initialize());
     log_.Take();
   }
 
-  // The tags of the sources that get-sources returns; one "(null)" when it fails.
+  // The tags of the sources that get-sources returns. One tag "(null)" if it fails.
   std::vector<std::string> SourceTags() {
     const standin::SourceArray array(provider_->get_sources(provider_));
     if (!array) return {"(null)"};
@@ -153,7 +156,7 @@ class ProviderTest : public ::testing::Test {
   tev_progress_status_t Progress(uint32_t index = 0) { return provider_->progress(provider_, index, &buffer_); }
   standin::Collection Collect(uint32_t index = 0) { return standin::Collect(provider_, index, &buffer_); }
 
-  // The value that a collection brings, as JSON; "error" where it fails.
+  // Collects, and returns the data as JSON, or "error" if the collection fails.
   std::string Json(uint32_t index = 0) {
     const standin::Collection collection = Collect(index);
     if (collection.status == TEV_PROGRESS_ERROR) return "error";
@@ -162,7 +165,7 @@ class ProviderTest : public ::testing::Test {
     return line.substr(value, line.size() - value - 1);
   }
 
-  // The first text that a collection brings; "(none)" without one.
+  // Collects, and returns the first text in the data, or "(none)".
   std::string FirstText(uint32_t index = 0) {
     for (const auto& token : Collect(index).tokens) {
       if (token.type == standin::kString) return token.payload;
@@ -170,13 +173,13 @@ class ProviderTest : public ::testing::Test {
     return "(none)";
   }
 
-  // The tag of a script that names none.
+  // The tag of a script that neither an option nor the script itself names.
   static std::string HashTag(const std::string& path) {
     return "dict_" + std::to_string(std::hash<std::string>{}(path));
   }
 
-  // What get-sources logs of the scripts: path (less `directory`), function, force-sync, tag (nothing for the one of
-  // HashTag) and arguments, with '|' between, and ';' between scripts.
+  // The scripts as get-sources logs them: path (without `directory`), function, force-sync, tag (empty if it is
+  // HashTag) and arguments, separated by '|'. Scripts are separated by ';'.
   std::string LoggedScripts(const std::string& directory = "") {
     log_.Take();
     SourceTags();
@@ -195,7 +198,7 @@ class ProviderTest : public ::testing::Test {
     return scripts;
   }
 
-  // The messages at error and warning level since the last call, for comparisons that other levels would drown.
+  // The errors and warnings since the last call.
   Messages Problems() {
     Messages problems;
     for (const auto& message : log_.Take()) {
@@ -204,7 +207,8 @@ class ProviderTest : public ::testing::Test {
     return problems;
   }
 
-  // What scripts have written since the last call, and problems: the level's number and the line, with '|' between.
+  // The lines that scripts have logged or printed since the last call, errors and warnings: each with its level's
+  // number before it, separated by '|'.
   std::string Told() {
     std::string told;
     for (const auto& [level, text] : log_.Take()) {
@@ -216,7 +220,8 @@ class ProviderTest : public ::testing::Test {
 
   TempDir dir_;
   LogCatcher log_{TEV_LOG_DEBUG};
-  tev_event_provider_t* provider_ = nullptr;  // the library's; null until the first success of Construct
+  tev_event_provider_t* provider_ = nullptr;  // borrowed; null until Construct has succeeded once
+
   tev_type_system_t type_system_;
   tev_data_serializer_t buffer_;
 };

@@ -1,4 +1,4 @@
-// The fixed directory that virtual providers are looked for in, for tests that cannot write to the real one.
+// EnterRootWithConfig: a private root directory, in which tests can fill the fixed directory of virtual providers.
 
 #ifndef RUBRUF_TESTS_ROOT_WITH_CONFIG_H_
 #define RUBRUF_TESTS_ROOT_WITH_CONFIG_H_
@@ -10,8 +10,8 @@
 #include <filesystem>
 #include <fstream>
 
-// Gives this process a "/config" that nobody else sees: a mount namespace of its own, and a root in it that holds what
-// the real one does. Nothing of it is left when the process ends. False, with errno, where the kernel forbids it.
+// Moves this process to a new mount namespace, whose root has the directories of the real root and an empty "/config".
+// Other processes do not see it, and it disappears with the process. False, with errno set, if the kernel forbids it.
 inline bool EnterRootWithConfig() {
   const uid_t user = geteuid();
   const gid_t group = getegid();
@@ -21,7 +21,8 @@ inline bool EnterRootWithConfig() {
     std::ofstream("/proc/self/uid_map") << "0 " << user << " 1";
     std::ofstream("/proc/self/gid_map") << "0 " << group << " 1";
   }
-  const std::filesystem::path root = "/sys";  // a place that is there, and that no test needs
+  const std::filesystem::path root = "/sys";  // a directory that exists and that no test uses
+
   if (mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return false;
   if (mount("tmpfs", root.c_str(), "tmpfs", 0, nullptr) != 0) return false;
   for (const auto& entry : std::filesystem::directory_iterator("/")) {

@@ -1,4 +1,4 @@
-// What the other tests rely on in the stand-in host: which tokens its buffer takes, and which streams its JSON accepts.
+// Tests of the stand-in host, on which the other tests rely: its buffer, and its check of streams that become JSON.
 
 #include <gtest/gtest.h>
 
@@ -21,18 +21,19 @@ const Token kHalf{kDouble, kNoKey, PayloadOf(0.5)}, kInfinite{kDouble, kNoKey, P
 
 Token Text(size_t size) { return {kString, kNoKey, std::string(size, 'x')}; }
 
-TEST(BufferTest, TakesWhatFitsAndTellsWhatNeverWill) {
+TEST(BufferTest, TakesWhatFitsAndReportsOversizedTokens) {
   tev_data_serializer_t buffer(48);
   EXPECT_TRUE(buffer.Write(Text(8)));
-  EXPECT_FALSE(buffer.Write(Text(9)) || buffer.oversized) << "25 bytes where 24 are left";
+  EXPECT_FALSE(buffer.Write(Text(9)) || buffer.oversized) << "25 bytes, but 24 are left";
   EXPECT_TRUE(buffer.Write(Text(8)));
   EXPECT_EQ(buffer.Drain(), std::vector<Token>({Text(8), Text(8)}));
 
   EXPECT_FALSE(buffer.Write(Text(33)));
   EXPECT_EQ(buffer.oversized, Text(33));
   buffer.refuse = [](const Token& token) { return token == Text(31); };
-  EXPECT_FALSE(buffer.Write(Text(31)) || buffer.oversized) << "refused by choice";
-  EXPECT_TRUE(buffer.Write(Text(32))) << "exactly the whole buffer";
+  EXPECT_FALSE(buffer.Write(Text(31)) || buffer.oversized) << "refused by the test";
+  EXPECT_TRUE(buffer.Write(Text(32))) << "fills the whole buffer";
+
   EXPECT_EQ(buffer.Drain(), std::vector<Token>{Text(32)});
 }
 

@@ -36,7 +36,7 @@ void ExpectNumber(const char* function, const char* text, std::optional<Wide> ex
   const auto convert = Library().Symbol<bool (*)(const char*, T*)>(function);
   constexpr T kPreset = 77;
   T values[] = {kPreset, kPreset, kPreset};
-  errno = ERANGE;  // left over from somewhere else
+  errno = ERANGE;  // left by an earlier call
   const bool success = convert(text, &values[1]);
   const bool fits = expected && *expected <= std::numeric_limits<T>::max();
   EXPECT_EQ(success, fits) << function << " of " << text;
@@ -115,13 +115,13 @@ TEST(Conversions, OfGuids) {
   }
 }
 
-TEST(Lists, GetOneTokenMore) {
+TEST(Lists, AppendAToken) {
   for (const auto& [list, token, joined] : {std::tuple{"a,b", "c", "a,b,c"}, {"", "c", "c"}, {"a", "", "a,"}})
     EXPECT_STREQ(Own(string_concat_comma_seperated_token(list, token)).get(), joined);
   EXPECT_STREQ(Own(string_concat_comma_seperated_token(nullptr, "c")).get(), "c");
 }
 
-TEST(Templates, AreExpandedIntoATextOfTheirSize) {
+TEST(Templates, AreExpandedIntoAnAllocationOfTheirSize) {
   const std::string longest(100'000, 'x');
   const std::pair<Text, std::string> cases[] = {
       {Own(tev_expand_string_template("%s-%d", "abc", 7)), "abc-7"},
@@ -130,7 +130,7 @@ TEST(Templates, AreExpandedIntoATextOfTheirSize) {
       {Own(tev_expand_string_template("<%s>", longest.c_str())), '<' + longest + '>'}};
   for (const auto& [text, expected] : cases) {
     EXPECT_STREQ(text.get(), expected.c_str());
-    EXPECT_LT(malloc_usable_size(text.get()), expected.size() + 1 + 40) << "malloc rounds up, but not by this much";
+    EXPECT_LT(malloc_usable_size(text.get()), expected.size() + 1 + 40) << "malloc rounds up by less than this";
   }
 }
 
@@ -144,11 +144,12 @@ __attribute__((format(printf, 1, 2))) std::string ExpandTwiceAndReadOn(const cha
   return std::string(first.get()) + second.get() + std::to_string(next);
 }
 
-TEST(Templates, LeaveTheValueListAsItWas) { EXPECT_EQ(ExpandTwiceAndReadOn("%d%s;", 1, "a"), "1a;1a;1"); }
+TEST(Templates, KeepTheValueListUsable) { EXPECT_EQ(ExpandTwiceAndReadOn("%d%s;", 1, "a"), "1a;1a;1"); }
 
 TEST(Templates, ThatCannotBeExpandedAreReported) {
   LogCatcher log(TEV_LOG_ERROR);
-  EXPECT_EQ(tev_expand_string_template("%ls", L"\u20ac"), nullptr) << "no such character in the C locale";
+  EXPECT_EQ(tev_expand_string_template("%ls", L"\u20ac"), nullptr) << "the C locale does not have this character";
+
   EXPECT_EQ(log.Take(), (LogCatcher::Messages{{3, "Failed to calculate length of expanded string template"}}));
 }
 

@@ -1,4 +1,4 @@
-// Test of the library's dynamic symbols: it exports what the list says, and needs nothing unforeseen.
+// Tests of the library's dynamic symbols: it exports the listed names only, and needs only the host functions.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -15,10 +15,10 @@ namespace {
 
 using Lines = std::set<std::string>;
 
-// What a shell command prints, without blanks in front; "$0" in it is the library.
+// The lines that a shell command prints, without leading blanks. "$0" in the command is the library's path.
 Lines LinesOf(const std::string& command) {
   const std::string line = "sh -c '" + command + "' '" + LibraryPath() + "'";
-  // NOLINTNEXTLINE(cert-env33-c): the command is this file's own.
+  // NOLINTNEXTLINE(cert-env33-c): the commands are written below.
   const std::unique_ptr<FILE, int (*)(FILE*)> output(popen(line.c_str(), "r"), pclose);
   Lines lines;
   for (char text[4096]; fscanf(output.get(), " %4095[^\n]", text) == 1;) lines.insert(text);
@@ -39,12 +39,13 @@ TEST(SymbolsTest, NeedsTheHostsFunctionsAndKnownLibraries) {
   const Lines needed = LinesOf(
       "nm -D --undefined-only \"$0\" | grep -vE \"U _?Py|U _ZNK?5boost10filesystem|@(GLIBC|GLIBCXX|CXXABI|GCC)_|"
       "w (_ITM_(de)?registerTMCloneTable|__gmon_start__)$\"");
-  if (needed.count("U __asan_init") != 0) GTEST_SKIP() << "an instrumented library needs its sanitizers, too";
+  if (needed.count("U __asan_init") != 0) GTEST_SKIP() << "a library with sanitizers needs their functions too";
   EXPECT_EQ(needed, (Lines{"U tev_create_default_source", "U tev_create_source_array", "U tev_destroy_source_array",
                            "U tev_opaque_events_create", "U tev_opaque_events_delete", "U tev_opaque_events_write",
                            "U tev_source_array_append", "U tev_type_system_add_schema"}));
 
-  // A name space of its own has no host. Loaded there all the same, the library would end the process at a call.
+  // A new linker namespace has no host functions. Loading must fail there, because a call would end the process.
+
   ASSERT_EQ(dlmopen(LM_ID_NEWLM, LibraryPath().c_str(), RTLD_LAZY), nullptr);
   const std::string reason = dlerror();
   EXPECT_NE(reason.find("undefined symbol: tev_"), std::string::npos) << reason;

@@ -1,4 +1,4 @@
-// Tests of the collection walk, from what a script returns to the tokens that reach the host's writer.
+// Tests of the walk: from the result of a script to the tokens that the host's writer gets.
 
 #include <chrono>
 
@@ -15,18 +15,18 @@ uint64_t Now() {
   return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
 }
 
-// The types of the tokens, a blank before each.
+// The names of the tokens' types, with a blank before each.
 std::string TypeNames(const Tokens& tokens) {
   std::string names;
   for (const Token& token : tokens) names += " "s + standin::TypeName(token.type);
   return names;
 }
 
-// What tokens are written for which results, under refusals and finalizations, is compared with the model by the soak
-// and the fuzz target.
+// The tokens of random results with random refusals are compared with the model in soak/ and fuzz/. These tests cover
+// what the model does not: messages, stuck walks, pending errors, and results that change during a walk.
 class Walker : public ProviderTest {
  protected:
-  // Begins a life with a script that returns what these statements leave in `result`, and with another one.
+  // Begins a life with two scripts. The first one runs `statements` and returns the variable `result`.
   void Begin(const std::string& statements, const Options& options = {}) {
     Start({Script("first.py", "return result", statements), Script("second.py", "return [1]")}, options);
   }
@@ -44,7 +44,7 @@ TEST_F(Walker, WritesWithTheHostsContextAndTheTime) {
     EXPECT_EQ(write.reserved, 0U);
     if (token.type != standin::kNewCollection) return false;
     times.push_back(standin::NumberIn<uint64_t>(token));
-    EXPECT_TRUE(times.end()[-2] <= times.back() && times.back() <= Now()) << "the time of the write";
+    EXPECT_TRUE(times.end()[-2] <= times.back() && times.back() <= Now()) << "the time of this write";
     while (Now() == times.back()) continue;
     times.push_back(Now());
     return times.size() == 3;
@@ -53,7 +53,7 @@ TEST_F(Walker, WritesWithTheHostsContextAndTheTime) {
   EXPECT_EQ(times.size(), 5U);
 }
 
-TEST_F(Walker, StaysWhereItCannotGoOnUntilFinalized) {
+TEST_F(Walker, IsStuckUntilFinalized) {
   const auto errors = [](const std::string& text) { return Messages{{TEV_LOG_ERROR, text}}; };
   const Messages no_iterable = errors("called OnNewIterable with a not supported iterable");
   const Messages unsupported = errors("[python provider] Got an unsupported type (Progress)");
@@ -62,7 +62,7 @@ TEST_F(Walker, StaysWhereItCannotGoOnUntilFinalized) {
                          {TEV_LOG_ERROR, "[python provider] key name encoding of key ID 4294967295 is not UTF-8"}};
   const struct {
     const char* result;
-    const char* taken;  // behind the time stamp
+    const char* taken;  // the tokens after the time stamp
     Messages messages;
   } kCases[] = {
       {"{'a': '\\ud800'}", " dict_start key_name",
@@ -98,7 +98,7 @@ TEST_F(Walker, StaysWhereItCannotGoOnUntilFinalized) {
     EXPECT_EQ(Problems(), Messages());
   }
   Begin("result = {'a': 1}");
-  EXPECT_EQ(Collect().tokens.at(2).key_id, keys) << "a key without a number has used one up, or a life begun anew";
+  EXPECT_EQ(Collect().tokens.at(2).key_id, keys) << "each key has got one number, in all lives";
 }
 
 // A script may change its result between a refused token and the call that resumes, in "get_tag" for instance.
@@ -107,7 +107,7 @@ TEST_F(Walker, FetchesARefusedEntryAnew) {
     const char* result;
     size_t refused;  // the number of the refused token; 0 is the time stamp
     const char* change;
-    const char* stream;  // behind the time stamp
+    const char* stream;  // the tokens after the time stamp
   } kCases[] = {
       {"{'a': 1, 'b': 2}", 2, "R['a'] = 99", "dict_start; key_name a; long 99; key_name b; long 2; dict_end"},
       {"{'a': 1, 'b': 2}", 3, "R['a'] = 99", "dict_start; key_name a; long 1; key_name b; long 2; dict_end"},
@@ -141,7 +141,7 @@ TEST_F(Walker, FetchesARefusedEntryAnew) {
   }
 }
 
-// The error of an integer beyond 64 bits stays pending until a list or the walk ends, whatever is called in between.
+// The error of an integer beyond 64 bits stays pending until a list or the walk ends, even if get_tag raises meanwhile.
 TEST_F(Walker, KeepsThePendingErrorOfALargeInteger) {
   const auto overflow_is_pending = [] {
     const auto matches = Library().Symbol<int (*)(void*)>("PyErr_ExceptionMatches");
@@ -150,7 +150,7 @@ TEST_F(Walker, KeepsThePendingErrorOfALargeInteger) {
   };
   const struct {
     const char* result;
-    std::vector<bool> pending;  // before each token behind the start marker
+    std::vector<bool> pending;  // whether the error is pending at each token after the start marker
   } kCases[] = {
       {"{'n': 2**64, 't': chr(233) * 3, chr(234) * 3: {}}", {false, false, true, true, true, true, true, true}},
       {"{'l': [2**64, 1], 'n': 1}", {false, false, false, true, true, false, false, false}},
@@ -173,10 +173,10 @@ TEST_F(Walker, KeepsThePendingErrorOfALargeInteger) {
   }
 }
 
-// A stuck walk raises the same error with every call. None may hold on to the one before.
-TEST_F(Walker, DoesNotGrowWhereItIsStuck) {
+// A stuck walk raises its error again with every call. No error may keep the one before it alive.
+TEST_F(Walker, UsesNoMoreMemoryWhileStuck) {
 #ifdef __SANITIZE_ADDRESS__
-  GTEST_SKIP() << "the sanitizer keeps freed memory for a while, which is a growth of its own";
+  GTEST_SKIP() << "the sanitizer keeps freed memory for a while, so memory grows";
 #endif
   const auto resident_pages = [] {
     size_t size = 0;
@@ -199,7 +199,7 @@ TEST_F(Walker, DoesNotGrowWhereItIsStuck) {
   }
 }
 
-// The key is read twice, for its number and for its token, and a handler of encoding errors may change its mind.
+// The key is read twice, for its number and for its token. A handler for encoding errors may answer differently.
 TEST_F(Walker, WritesNoKeyWithoutItsNumber) {
   Start({Script("first.py", "return {chr(0xd800) * 2: 1}", R"(
 import codecs
@@ -211,10 +211,11 @@ codecs.register_error('strict', lambda e: ('?', e.end) if next(answers) else cod
   EXPECT_EQ(TypeNames(Collect().tokens), " key_name long dict_end");
 }
 
-// A script's code may run in the midst of a walk, in get-sources and in a handler of encoding errors, and may change
-// what the walk is in; and an error that the walk has left may not spoil the script's answer.
-TEST_F(Walker, OutlivesAScriptThatTakesItsResultApart) {
-  setenv("PYTHONMALLOC", "malloc", 0);  // no pools, into which the sanitizer does not see
+// During a walk, get_tag and handlers for encoding errors run code of the script, which may change the result. A
+// pending error of the walk must not change what they return.
+TEST_F(Walker, SurvivesAScriptThatEmptiesItsResult) {
+  setenv("PYTHONMALLOC", "malloc", 0);  // so that the sanitizer sees each object
+
   for (size_t refused = 1; refused < 30; ++refused) {
     Start({Script("first.py", "return result", R"(
 import codecs
