@@ -19,10 +19,12 @@ namespace fs = std::filesystem;
 
 const fs::path kRoot = RUBRUF_SOURCE_DIR;
 
+// The matches point into the text.
 std::vector<std::smatch> Matches(const std::string& text, const std::string& pattern) {
   const std::regex regex(pattern);
   return {std::sregex_iterator(text.begin(), text.end(), regex), {}};
 }
+std::vector<std::smatch> Matches(std::string&& text, const std::string& pattern) = delete;
 
 std::string Replaced(const std::string& text, const std::string& pattern, const std::string& by) {
   return std::regex_replace(text, std::regex(pattern), by);
@@ -143,6 +145,53 @@ TEST(OptionsTest, AreDocumentedAndCheckedAsTheHeaderHasThem) {
     if (row[1].str().find("-arg-") == std::string::npos) documented.insert(row[1]);
   }
   EXPECT_THAT(documented, ::testing::ContainerEq(known));
+}
+
+using Names = std::set<std::string>;
+
+Names Found(const std::string& text, const std::string& pattern) {
+  Names names;
+  for (const auto& match : Matches(text, pattern)) names.insert(match[1]);
+  return names;
+}
+
+// The values that a text explains as "NAME: what it does" or "NAME (default): ...", with semicolons between them.
+Names Explained(const std::string& text) { return Found(text, R"((?:^|;) *(\w+)(?: \(default\))?:)"); }
+
+TEST(FlagsTest, HaveTheSameValuesInCodeHelpManPageAndDocuments) {
+  const std::string code = ReadFile(kRoot / "host/tool/command_line.cpp");
+  // Without the commands for fonts, which stand at the start of a line or end the name before a colon.
+  std::string manual = Replaced(ReadFile(kRoot / "docs/rubruf-host.1"), R"(\.BR? |\\)", "");
+  manual = Replaced(Replaced(manual, " :\n", ": "), "\n", " ");
+  std::multiset<Names> coded;
+  std::multiset<Names> helped;
+  std::multiset<Names> documented;
+  for (const auto& format : Matches(code, R"re(AddFormat\(\{(.*)\},\s*"([^"]*)"\))re")) {
+    coded.insert(Found(format[1], R"re(\{"(\w+)")re"));
+    helped.insert(Explained(format[2]));
+  }
+  for (const auto& format : Matches(manual, R"re(--format " FORMAT" ([^.]*))re"))
+    documented.insert(Explained(format[1]));
+  ASSERT_FALSE(coded.empty());
+  EXPECT_EQ(helped, coded);
+  EXPECT_EQ(documented, coded);
+
+  const std::string table = Matches(code, "kLevels = ([^;]*);").at(0)[1];
+  std::string levels;
+  for (const auto& name : Matches(table, R"re(\{"([a-z]+)")re")) levels += name[1].str() + ", ";
+  const Names numbers = Found(table, R"re(\{"(\d)")re");
+  levels = "to show: " + levels + "or " + *numbers.begin() + " to " + *numbers.rbegin();
+  EXPECT_NE(code.find(levels), std::string::npos) << levels;
+  EXPECT_NE(Replaced(manual, "to show .*?: ", "to show: ").find(levels), std::string::npos) << levels;
+
+  std::map<std::string, Names> known{{"log-level", Found(table, R"re(\{"(\w+)")re")}};
+  for (const Names& names : coded) known["format"].insert(names.begin(), names.end());
+  for (const char* file :
+       {"README.md", "docs/host-integration.md", "docs/token-stream.md", "docs/writing-scripts.md"}) {
+    const std::string text = ReadFile(kRoot / file);
+    for (const auto& use : Matches(text, R"(--(format|log-level) (\w+))"))
+      EXPECT_EQ(known[use[1]].count(use[2]), 1U) << file << ": " << use[0];
+  }
 }
 
 TEST(MessagesTest, AreDocumentedAsTheSourcesHaveThem) {

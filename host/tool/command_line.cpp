@@ -140,7 +140,8 @@ class Parser {
         "Collect N times; from " + std::to_string(Growth::kLeast) + " on, name scripts whose memory keeps growing");
 
     AddCommand("options", Action::kOptions, "Print the host options that a command line stands for", kOptionsFooter);
-    AddFormat({{"lines", Format::kDefault}, {"json", Format::kJson}}, "lines (default) or json");
+    AddFormat({{"lines", Format::kDefault}, {"json", Format::kJson}},
+              "lines (default): KEY=VALUE a line; json: one object");
   }
 
   // Throws CLI::ParseError, also for --help.
