@@ -13,7 +13,7 @@ import shapes
 BENCH = sys.argv[1:4]
 REPETITIONS = 9
 
-# The ratios wanted, and whether more or less than that is good.
+# The wanted ratios: at most ("<=") or at least (">=") this number.
 WANTED = {"ours/floor": ("<=", 1.4), "refused/ours": ("<=", 1.6), "json/ours": (">=", 5.0), "pickle/ours": (">=", 1.3)}
 DISTINCT_KEYS_FLOOR = 2.0
 DISTINCT_KEYS = {"20,000 distinct keys", "2,000 dicts, one key each own", "the same, keys never met"}
@@ -25,7 +25,7 @@ def run(*arguments):
 
 
 def medians(names):
-    """{(shape, runner): (nanoseconds of a collection, tokens)} in a process, repetitions interleaved at random."""
+    """{(shape, runner): (median nanoseconds of a collection, tokens)}, measured in one process in random order."""
     with tempfile.NamedTemporaryFile() as out:
         run(
             "--benchmark_filter=^(%s)/" % "|".join(names),
@@ -52,7 +52,7 @@ def wanted(shape, ratio):
 
 
 def cell(shape, ratio, value):
-    """The ratio, marked where it is not what is wanted."""
+    """The ratio, with a mark (!) if it is not as wanted."""
     limit = wanted(shape, ratio) if ratio in WANTED else None
     missed = limit and (value > limit[1] if limit[0] == "<=" else value < limit[1])
     return "%.2f%s" % (value, " !" if missed else "")

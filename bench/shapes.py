@@ -1,7 +1,7 @@
 """The results that the benchmark collects: what scripts return, from the everyday to the extreme.
 
-SHAPES maps a name to a builder. A builder is called once, save for those in FRESH, which are called before every single
-collection, so that their keys have never been met.
+SHAPES maps a name to a builder. A builder is called once. The builders in FRESH are called before each collection, so
+that all keys are new to the plug-in.
 """
 
 import itertools
@@ -10,12 +10,12 @@ _fresh = itertools.count()
 
 
 def metrics(count):
-    """A dictionary of as many keys."""
+    """A dictionary with `count` keys."""
     return {"metric_%d" % i: i * 1.5 if i % 2 else i for i in range(count)}
 
 
 def nested(depth):
-    """Dictionaries as many levels deep, with a small list in each."""
+    """Dictionaries nested `depth` levels deep, with a small list in each."""
     value = {"leaf": 1}
     for level in range(depth):
         value = {"level": level, "items": [level, level + 1], "child": value}
@@ -23,7 +23,7 @@ def nested(depth):
 
 
 def one_key_each(prefix):
-    """Dictionaries of one key that is theirs alone and four that all have."""
+    """Dictionaries with five keys: one that no other dictionary has, and four that all have."""
     return [{prefix + str(i): i, "name": "eth0", "up": True, "rx": i, "tx": 2 * i} for i in range(2000)]
 
 
@@ -40,7 +40,7 @@ SHAPES = {
 FRESH = {"the same, keys never met"}
 
 
-# How the time of a token changes with the size of the result; the number is what it grows by.
+# Results of growing size, which show how the time per token changes. The number in the name is the size.
 GROWTH = {
     **{"tokens %d" % n: lambda n=n: list(range(n)) for n in (10**3, 10**4, 10**5, 10**6, 10**7)},
     **{"keys %d" % n: lambda n=n: metrics(n) for n in (10, 10**2, 10**3, 10**4, 10**5, 10**6)},

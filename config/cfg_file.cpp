@@ -49,7 +49,7 @@ class LineReader {
   size_t capacity_ = 0;
 };
 
-// `text` without white space at its ends, up to its first zero character, where the dictionary would end it too.
+// `text` without white space at its ends. It ends at the first zero character, because the dictionary holds C strings.
 std::string Trimmed(const std::string& text) {
   const std::string trimmed = boost::algorithm::trim_copy(text);
   return trimmed.substr(0, trimmed.find('\0'));

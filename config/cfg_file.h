@@ -15,17 +15,17 @@
 
 namespace config_dir_parser {
 
-// Parses the file at `path` and appends its record to `list`, which owns it. A file that its "enable" line disables
-// makes no record and is a success, unless `force` is set, which ignores that line. False, with `list` unchanged, if
-// the file cannot be read or names no usable script, if the list is full, or if memory runs out. The reason has been
-// logged, unless memory ran out for one of the options.
+// Parses the file at `path` and appends its record to `list`, which owns it. If the file's "enable" line disables the
+// script, no record is made and the result is true; `force` ignores that line. False, with `list` unchanged, if the
+// file cannot be read or names no usable script, if the list is full, or if memory runs out. The reason is logged,
+// except if memory ran out while an option was stored.
 bool parseCfgFile(const std::string& path, std::vector<PythonEventProvider::ScriptConfig*>& list, bool force);
 
-// Stores the option that `line` sets, if it sets one. `path` is the file's. False if memory ran out.
+// Stores the option that `line` sets, if it sets one. `path` is the path of the `.cfg` file. False if memory ran out.
 bool addLineToTevDict(const std::string& line, tev_custom_options* dictionary, const std::string& path);
 
-// Stores `value` as the script's path. A relative one is taken from the directory of the file at `path`. False if
-// memory ran out.
+// Stores `value` as the script's path. A relative path is relative to the directory of the `.cfg` file at `path`. False
+// if memory ran out.
 bool addFileName(const std::string& value, tev_custom_options* dictionary, const std::string& path);
 
 // Unless a script path is stored already, stores `path` with its extension replaced by ".py". False if memory ran out.

@@ -12,8 +12,8 @@ namespace config_dir_parser {
 
 // Parses every regular file of `directory` whose extension is ".cfg" and whose name does not begin with a dot, in the
 // order in which the system lists them. Symbolic links are followed. True if all files were parsed. False after an
-// error message; all records in `list` are then destroyed, the earlier ones included. Only if the directory cannot be
-// opened does the list stay as it was.
+// error message; all records in `list` are then destroyed, also the earlier ones. If the directory cannot be opened,
+// the list stays as it was.
 bool parseDir(const std::string& directory, std::vector<PythonEventProvider::ScriptConfig*>& list);
 
 }  // namespace config_dir_parser

@@ -56,7 +56,6 @@ def file_systems():
             mounted.setdefault(device, (mount_point, kind))
     for device, (mount_point, kind) in mounted.items():
         path = mount_point.decode("unicode_escape").encode("latin-1")  # a blank is written as "\040"
-
         try:
             status = os.statvfs(path)
         except OSError:

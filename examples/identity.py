@@ -48,7 +48,6 @@ def labels(args):
     return {
         "site": args.get("site") or "unknown",
         "rack": int(args.get("rack") or 0),  # raises if it is no number: the host then gets no data
-
         "production": args.get("production") in ("1", "true", "True"),
         "roles": [role.strip() for role in (args.get("roles") or "").split(",") if role.strip()],
     }

@@ -26,7 +26,6 @@ MEMORY_KEYS = {
 
 def read(path):
     """The text of a file. Empty if it cannot be read."""
-
     try:
         return Path(path).read_text("utf-8", "replace")
     except OSError:

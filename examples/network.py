@@ -46,7 +46,6 @@ def collect(args):
     wanted = {name.strip() for name in (args.get("interfaces") or "").split(",")} - {""}
     result = []
     for line in read("/proc/net/dev").splitlines()[2:]:  # after two heading lines
-
         name, _, numbers = line.partition(":")
         name = name.strip()
         if wanted and name not in wanted:

@@ -21,7 +21,6 @@ from pathlib import Path
 
 def process(directory):
     """The dictionary of the process with this directory. Empty if it has ended or has no memory."""
-
     try:
         text = (directory / "status").read_text("utf-8", "replace")
     except OSError:

@@ -13,7 +13,6 @@ Result: a list with a dictionary per script, including this one.
   seconds_longest        float, the same in the longest collection
   seconds_all            float, the same in all collections
 All figures restart at 0 when the host initialises the plug-in. Outside the plug-in the list is empty.
-
 """
 
 import json

@@ -25,7 +25,6 @@ def read(path):
 
 def readings(root, kind):
     """Yields the names and the reading of each sensor of a kind, "temp" or "fan"."""
-
     for path in sorted(Path(root).glob(f"hwmon*/{kind}*_input")):
         number = read(path)
         if number:

@@ -62,7 +62,6 @@ void ConvertAll(const std::string& text) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   // The log function discards all messages. The debug level makes sure that each one is formatted.
-
   set_log_func([](int, const char*) {}, TEV_LOG_DEBUG);
   static tev_event_provider_t* const provider = Construct("");
   const std::string text(data, data + size);

@@ -150,6 +150,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     ExpectEqual(References(), references, "the references to the result");
   }
   PyDict_Clear(values);  // memory that stays allocated makes the fuzzer run its slow leak check
-
   return 0;
 }

@@ -149,7 +149,6 @@ void AppendTolerantly(const Value& value, uint32_t key_id, KeyIds* ids, Stream* 
 }
 
 // Appends the tokens of `value`. False if the stream ends there: at a list in a list, or at a value that sticks.
-
 bool Append(const Value& value, uint32_t key_id, KeyIds* ids, Stream* stream) {
   std::vector<Token>* const tokens = &stream->tokens;
   stream->sticks = value.sticks;

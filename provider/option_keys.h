@@ -10,7 +10,7 @@
 
 constexpr char kOptionPrefix[] = "python-import-";
 
-// Of the whole provider.
+// Keys of the whole provider.
 constexpr char kAppIdOption[] = "python-import-app-id";
 constexpr char kNumScriptsOption[] = "python-import-num-scripts";
 constexpr char kConfigDirOption[] = "python-import-config-dir";
@@ -19,7 +19,7 @@ constexpr char kReleaseLockOption[] = "python-import-release-lock";
 constexpr char kEnableProviderOption[] = "enable-provider";
 constexpr char kDisableProviderOption[] = "disable-provider";
 
-// Of one script. The argument prefix is followed by the argument's name; the numbered form has the number in between.
+// Keys of one script. The argument's name follows the argument prefix; in the numbered form the number is between them.
 constexpr char kFileOption[] = "python-import-file";
 constexpr char kFunctionOption[] = "python-import-function";
 constexpr char kTagOption[] = "python-import-tag";
@@ -34,7 +34,7 @@ constexpr char kEnableOption[] = "python-import-enable";
 constexpr char kProviderName[] = "python";
 // The function of a script that names none.
 constexpr char kDefaultFunction[] = "collect";
-// Scripts that can be served: a script's index has eight bits.
+// The greatest number of scripts, because a script's index has eight bits.
 constexpr size_t kMaxScripts = 256;
 
 // The length of a constant text.

@@ -75,7 +75,7 @@ bool PythonEventProvider::ScriptConfig::PyDictAddPairClb(const char* key, const 
 
 std::string PythonEventProvider::ScriptConfig::GetStringFromScript(const char* name) {
   if (module_dict == nullptr) return {};
-  const PendingError of_a_walk;
+  const PendingError walk_error;
   PyObject* asked = PyDict_GetItemString(module_dict, name);  // borrowed
   if (asked == nullptr) return {};
   const OwnedRef answer(PyObject_CallFunctionObjArgs(NewRef(asked).get(), nullptr));

@@ -60,7 +60,7 @@ tev_progress_status_t PythonEventProvider::Walk(tev_data_serializer_t* serialize
   }
 }
 
-// Drops the walk's references without decrementing them. For a time when no interpreter is running.
+// Drops the walk's references without decrementing them, because no interpreter is running.
 void PythonEventProvider::AbandonWalk() {
   for (iterable_position_t& open : iterable_stack) static_cast<void>(open.iterable.release());
   static_cast<void>(current_item.key.release());
@@ -122,9 +122,8 @@ bool PythonEventProvider::IsEmpty(PyObject* object) const {
   return PyDict_Check(object) && PyDict_Size(object) == 0;
 }
 
-// Writes the time stamp and the top-level start marker. False if either was refused or the result cannot be walked, as
-// `status` tells. The result is kept in that case, and the next progress call continues here, without calling the
-// script.
+// Writes the time stamp and the top-level start marker. False if a token was refused or the result cannot be walked:
+// `status` tells which. The result is then kept, and the next progress call continues here without calling the script.
 bool PythonEventProvider::SetIterable(tev_progress_status_t* status, tev_data_serializer_t* serializer) {
   current_item.set(nullptr, NewRef(collection_result), PYTHON_EVENT_NO_KEY);
   if (!current_item.value_written) {
@@ -199,7 +198,7 @@ PythonEventProvider::Step PythonEventProvider::FetchEntry(Py_ssize_t* end) {
     return Step::kLeftOut;
   }
   current_item.key_id = GetKeyID(key);
-  // A key without a number is read, and reported, again by each call.
+  // If the key has no number, the next call reads it, and reports it, again.
   current_item.entry_pending = current_item.key_id != PYTHON_EVENT_NO_KEY;
   return Step::kReturn;
 }

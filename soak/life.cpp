@@ -121,7 +121,6 @@ bool Life::Collect() {
   totals_->raised += raises ? 1 : 0;
   if (!stream.sticks) return true;
   for (int call = 0; call < 5; ++call) Check(progress() == TEV_PROGRESS_ERROR, "a stuck walk went on");
-
   ++totals_->stuck;
   return false;
 }

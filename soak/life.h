@@ -44,7 +44,6 @@ class Life {
  private:
   uint32_t Below(size_t bound) { return static_cast<uint32_t>(random_() % bound); }
   // Draws a result: the Python statements that make it, and the stream that the model expects.
-
   std::pair<std::string, stream_model::Stream> Draw();
   void CheckSources();
 

@@ -125,7 +125,6 @@ void LongRun(const standin::Plugin& plugin, std::chrono::duration<double> time, 
   const auto begin = Clock::now();
   const auto at = [&](double part) { return begin + std::chrono::duration_cast<Clock::duration>(part * time); };
   Run run(plugin, seed, cost < kMostCost);
-
   const double start = run.Live(at(0.2), cost);
   const double middle = run.Live(at(0.6), cost);
   const double end = run.Live(at(1), cost);

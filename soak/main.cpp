@@ -20,7 +20,6 @@ namespace {
 // std::runtime_error with the seeds of the lives for which they are never equal, and if Python counts neither.
 void CheckReferences(const standin::Plugin& plugin, uint32_t lives) {
   // The first repetitions may differ without a leak, because Python fills its caches.
-
   constexpr int kMostRepetitions = 12;
   const standin::PythonModule script = soak::LoadScript(plugin);
   const auto references = [&script] { return std::stol(script.Call("references", "")); };
@@ -64,7 +63,6 @@ int Soak(int argc, char** argv) {
   setenv("PYTHONDONTWRITEBYTECODE", "1", 1);
   const standin::Plugin plugin(library);
   // The log function discards all messages. The debug level makes sure that each one is formatted.
-
   plugin.Symbol<decltype(&::set_log_func)>("set_log_func")([](int, const char*) {}, TEV_LOG_DEBUG);
   if (run->parsed()) soak::LongRun(plugin, std::chrono::duration<double, std::ratio<60>>(minutes), seed);
   if (references->parsed()) CheckReferences(plugin, lives);

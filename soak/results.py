@@ -53,6 +53,5 @@ def compute(statements):
 def references(_text):
     """The number of references in the interpreter, or of its blocks of memory if it does not count references."""
     sys._clear_type_cache()  # the cache holds references to names of attributes, more of them after each life
-
     gc.collect()
     return getattr(sys, "gettotalrefcount", sys.getallocatedblocks)()

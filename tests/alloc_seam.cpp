@@ -120,7 +120,6 @@ void free(void* block) noexcept {
   if (block != nullptr) hidden_free(block);
 }
 // A sanitizer's strdup and strndup do not call malloc, so these replace them.
-
 char* strdup(const char* text) noexcept { return Copy(CALLER, text, strlen(text)); }
 char* strndup(const char* text, size_t size) noexcept { return Copy(CALLER, text, strnlen(text, size)); }
 }

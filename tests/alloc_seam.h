@@ -25,7 +25,6 @@ class Failure {
   Failure& operator=(const Failure&) = delete;
 
   // True if an allocation has failed.
-
   bool struck() const;
 };
 

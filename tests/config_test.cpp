@@ -269,7 +269,6 @@ TEST_F(VirtualProviderTest, NeedsTheDirectoryAndAFile) {
     ASSERT_TRUE(Construct(Enable("a,b")));
     ASSERT_TRUE(Construct(Enable("a")));
     EXPECT_EQ(Tags(), "aa") << "another call adds a script";
-
     log_.Take();
   }
   std::string all = "a";

@@ -110,7 +110,6 @@ TEST(Dict, OwnsCopiesAndKeepsTheFirstCopyOfAKey) {
 // A host may build a table that is full or has deleted entries. A search must find each entry, and must end.
 TEST(Dict, ReadsTablesThatAHostBuilt) {
   char text[] = "i\0a\0e\0m";  // all have home bucket 1, and are tried next in 2, 0 and 3
-
   char* entries[] = {text, text + 2, text + 4, text + 6};
   uint32_t flags = 0xAAAAAA00 | 1U << 2;
   tev_dict_table_t table = {4, 3, 4, 3, &flags, entries, entries};

@@ -41,7 +41,6 @@ class LogCatcher {
   LogCatcher& operator=(const LogCatcher&) = delete;
 
   // Returns the messages since the last call.
-
   Messages Take() { return std::exchange(messages_, {}); }
 
  private:

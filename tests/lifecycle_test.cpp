@@ -372,7 +372,6 @@ TEST_F(LifecycleTest, SurvivesAnInterpreterThatEndsBadly) {
     Progress();
   };
   EXPECT_EXIT(leave(), testing::ExitedWithCode(7), "") << "finalize in an atexit function, after Python has stopped";
-
   Finalize();
   Start({Script("s.py", "pass",
                 "import sys\nclass Out:\n  def flush(self): 1 / 0\n  closed = False\nsys.stdout = Out()")});

@@ -103,7 +103,6 @@ TEST_F(OptionsTest, LogsTheApplicationIdAsFarAsTheLevelGoes) {
   SourceTags();
   EXPECT_EQ(log_.Take(), Messages());
   // With a negative level, the provider logs nothing and the utilities log everything: they compare unsigned.
-
   *Library().Symbol<int*>("tev_log_level") = -5;
   EXPECT_FALSE(Initialize());
   EXPECT_EQ(log_.Take(), Messages{EnvironmentError("Invalid input - file name should contain '.py' postfix")});

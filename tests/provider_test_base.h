@@ -221,7 +221,6 @@ class ProviderTest : public ::testing::Test {
   TempDir dir_;
   LogCatcher log_{TEV_LOG_DEBUG};
   tev_event_provider_t* provider_ = nullptr;  // borrowed; null until Construct has succeeded once
-
   tev_type_system_t type_system_;
   tev_data_serializer_t buffer_;
 };

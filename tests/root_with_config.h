@@ -22,7 +22,6 @@ inline bool EnterRootWithConfig() {
     std::ofstream("/proc/self/gid_map") << "0 " << group << " 1";
   }
   const std::filesystem::path root = "/sys";  // a directory that exists and that no test uses
-
   if (mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return false;
   if (mount("tmpfs", root.c_str(), "tmpfs", 0, nullptr) != 0) return false;
   for (const auto& entry : std::filesystem::directory_iterator("/")) {

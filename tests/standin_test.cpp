@@ -33,7 +33,6 @@ TEST(BufferTest, TakesWhatFitsAndReportsOversizedTokens) {
   buffer.refuse = [](const Token& token) { return token == Text(31); };
   EXPECT_FALSE(buffer.Write(Text(31)) || buffer.oversized) << "refused by the test";
   EXPECT_TRUE(buffer.Write(Text(32))) << "fills the whole buffer";
-
   EXPECT_EQ(buffer.Drain(), std::vector<Token>{Text(32)});
 }
 

@@ -149,7 +149,6 @@ TEST(Templates, KeepTheValueListUsable) { EXPECT_EQ(ExpandTwiceAndReadOn("%d%s;"
 TEST(Templates, ThatCannotBeExpandedAreReported) {
   LogCatcher log(TEV_LOG_ERROR);
   EXPECT_EQ(tev_expand_string_template("%ls", L"\u20ac"), nullptr) << "the C locale does not have this character";
-
   EXPECT_EQ(log.Take(), (LogCatcher::Messages{{3, "Failed to calculate length of expanded string template"}}));
 }
 

@@ -45,7 +45,6 @@ TEST(SymbolsTest, NeedsTheHostsFunctionsAndKnownLibraries) {
                            "U tev_source_array_append", "U tev_type_system_add_schema"}));
 
   // A new linker namespace has no host functions. Loading must fail there, because a call would end the process.
-
   ASSERT_EQ(dlmopen(LM_ID_NEWLM, LibraryPath().c_str(), RTLD_LAZY), nullptr);
   const std::string reason = dlerror();
   EXPECT_NE(reason.find("undefined symbol: tev_"), std::string::npos) << reason;

@@ -215,7 +215,6 @@ codecs.register_error('strict', lambda e: ('?', e.end) if next(answers) else cod
 // pending error of the walk must not change what they return.
 TEST_F(Walker, SurvivesAScriptThatEmptiesItsResult) {
   setenv("PYTHONMALLOC", "malloc", 0);  // so that the sanitizer sees each object
-
   for (size_t refused = 1; refused < 30; ++refused) {
     Start({Script("first.py", "return result", R"(
 import codecs

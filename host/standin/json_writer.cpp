@@ -134,7 +134,7 @@ std::string ToJsonLine(const std::string& tag, const std::vector<Token>& tokens)
 std::string Indented(const std::string& json) {
   std::string lines;
   size_t depth = 0;
-  // Deeper lines are indented no further, because each would be longer than the one before.
+  // The indentation is limited, because the size of a very deep value would grow with the square of its depth.
   const auto begin_line = [&] { lines.append("\n").append(2 * std::min(depth, kMaxIndent), ' '); };
   bool in_text = false;
   for (size_t i = 0; i < json.size(); ++i) {

@@ -47,8 +47,8 @@ class Probe {
   uint32_t step_ = 0;
 };
 
-// Whether the table, which has buckets, holds `key`. `bucket` becomes the key's bucket, or else the empty one where it
-// belongs. Tables of our own always have an empty bucket; one that a host built may be full.
+// True if the table holds `key`; `bucket` is then the key's bucket. Otherwise `bucket` is the empty bucket for it. The
+// table must have buckets. A table that a host built may have no empty bucket: the search then ends after all buckets.
 bool Find(const tev_dict_table_t* table, const char* key, uint32_t* bucket) {
   Probe probe(key, table->bucket_count);
   do {

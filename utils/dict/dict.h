@@ -2,9 +2,8 @@
 // arguments in one.
 //
 // Conventions:
-//  1. The dictionary owns copies of all keys and values. It hands out pointers to its copies. A value is valid until
-//  its
-//     key is added again or the dictionary is deleted; a key is valid until the dictionary is deleted.
+//  1. The dictionary owns copies of all keys and values. It returns pointers to its copies. A value is valid until its
+//     key is added again or the dictionary is deleted. A key is valid until the dictionary is deleted.
 //  2. Every function accepts a null dictionary, without a message. Keys must not be null; values may be.
 //  3. There is no lock. Reads may run at the same time; an add or a delete needs the dictionary for itself.
 //

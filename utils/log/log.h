@@ -84,7 +84,7 @@ static void tev_call_log_func(tev_log_func_t func, int level, const char* format
       _tev_log((level), __VA_ARGS__);                         \
   } while (0)
 
-// Emits one message if `admits`. The level is compared before anything is formatted.
+// Emits one message if the condition `admits` is true. It is evaluated first, so a hidden message is not formatted.
 #define TEV_LOG_WHEN(admits, level, ...)                  \
   do {                                                    \
     if (tev_log_level == -1) __tev_init_logger_default(); \

@@ -12,15 +12,15 @@ namespace {
 
 bool IsSpace(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
 
-// True for a prefix that only some C libraries know: newer ones read "0b101" as 5. Behind a leading 0 stands an x, an
-// octal digit or the end of the text.
+// True for a prefix that only some C libraries know: newer ones read "0b101" as 5. After a leading 0, only an x, an
+// octal digit or the end of the text is accepted.
 bool HasUnknownPrefix(const char* text) {
   while (IsSpace(*text)) ++text;
   if (*text == '-' || *text == '+') ++text;
   return text[0] == '0' && strchr("xX01234567", text[1]) == nullptr;  // strchr also finds the end
 }
 
-// `convert` is a function of the strtol family, `lowest` and `highest` the results by which it tells an overflow.
+// `convert` is a function of the strtol family. On overflow it returns `lowest` or `highest`.
 template <typename Number>
 bool Convert(const char* text, Number* value, Number (*convert)(const char*, char**, int), Number lowest,
              Number highest) {

@@ -17,9 +17,9 @@ extern "C" {
 #endif
 
 // Numbers, as the C library's strtol family reads them with base 0: leading white space, a sign, then hexadecimal after
-// "0x", octal after "0", otherwise decimal. Other prefixes fail, whatever the C library's age. Anything behind the
-// number fails, blanks included, and so do overflow, a null text and a null `value`. The unsigned ones accept a minus
-// sign and negate, as strtoul does.
+// "0x", octal after "0", otherwise decimal. Other prefixes, such as "0b", fail, even if the C library knows them. Any
+// text after the number fails, including blanks, and so do overflow, a null text and a null `value`. The unsigned
+// functions accept a minus sign and negate, as strtoul does.
 TEV_EXPORT bool string_to_long(const char* text, long* value);
 TEV_EXPORT bool string_to_unsigned_long(const char* text, unsigned long* value);
 TEV_EXPORT bool string_to_long_long(const char* text, long long* value);
