@@ -235,10 +235,14 @@ PythonEventProvider::Step PythonEventProvider::NextItem(tev_progress_status_t* s
   PyObject* item = PyList_GET_ITEM(current_iterable, position);
   // The item is held before it is read, which may run Python code.
   current_item.set_list_item(NewRef(item));
-  if (tolerance.on && LeavesOut(nullptr, item)) {
+  if (tolerance.on) {
+    // Nothing of the item is to be written until that is decided: memory may run out here.
     current_item.value_written = 1;
-    iterable_stack.back().position = position + 1;
-    return Step::kLeftOut;
+    if (LeavesOut(nullptr, item)) {
+      iterable_stack.back().position = position + 1;
+      return Step::kLeftOut;
+    }
+    current_item.value_written = 0;
   }
   if (PyList_Check(item)) {
     TEV_LOG(TEV_LOG_ERROR, "[python provider] invalid input - found a list in a list");
