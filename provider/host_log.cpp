@@ -107,8 +107,8 @@ void Flush() {
 }
 
 void End() {
-  Flush();
   driver = std::thread::id();
+  Flush();
 }
 
 }  // namespace host_log

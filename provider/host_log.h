@@ -33,7 +33,8 @@ size_t WriteBeginning(int level, const std::string& line);
 // Logs the lines that wait. To be called in each callback of the provider.
 void Flush();
 
-// Ends the life, after a Flush.
+// Ends the life and logs the lines that wait. The Flush at the callback's end would be too late for them, because
+// Finalize may have given the interpreter's lock back by then. Lines that are added meanwhile are dropped.
 void End();
 
 }  // namespace host_log

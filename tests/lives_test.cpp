@@ -114,6 +114,7 @@ def state(): return *found, list(pool.map(abs, [-1, -2])), threading.main_thread
     EXPECT_EQ(ReadFile(dir_ / "notes"), notes += "wa") << life;
     int told = 0;
     for (const auto& [level, text] : log_.Take()) {
+      EXPECT_GT(level, TEV_LOG_WARNING) << text;
       told += level == TEV_LOG_INFO &&
               text.find(script + " has imported the extension module " + dir_ / "own/") != std::string::npos;
     }

@@ -1,6 +1,8 @@
 // Tests of the options of the whole provider: what scripts write reaches the log, and the interpreter's lock is given
 // back between callbacks.
 
+#include <poll.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <stdexcept>
@@ -12,6 +14,7 @@
 namespace {
 
 using namespace messages;
+using standin::Token;
 
 RUBRUF_IMPORT(tev_python_environment_init);
 RUBRUF_IMPORT(tev_python_environment_finalize);
@@ -51,7 +54,18 @@ TEST_F(OutputTest, ReachesTheLogLineByLine) {
       {"import faulthandler; faulthandler.enable(); faulthandler.disable(); print(sys.stdout.name)", "6<stdout>"},
   };
   for (const auto& [body, told] : kBodies) EXPECT_EQ(Live(body + "; return [1]"), told) << body;
-  EXPECT_EQ(Live("return [1]", "print('import'); atexit.register(print, 'exit')"), "6import|6exit");
+  const std::string late = R"(
+t = threading.Thread(target=lambda: go.wait() and print('late'), daemon=True)
+t.start()
+atexit.register(lambda: go.set() or t.join())
+atexit.register(print, 'exit')
+)";
+  EXPECT_EQ(Live("return [1]", "print('import'); go = threading.Event()" + late), "6import|6exit|6late");
+  EXPECT_EQ(Live("print('left'); return [1]", "del sys.modules[__name__]"), "6left");
+  EXPECT_EQ(Live("pass",
+                 "import types; sys.modules[__name__] = m = types.ModuleType('m')\n"
+                 "m.collect = lambda args: print('in its place') or [1]"),
+            "6in its place");
   EXPECT_NE(Live("warnings.warn('told'); return [1]").find("UserWarning: told"), std::string::npos);
   const std::string traceback = Live("return [1 / 0]");
   EXPECT_EQ(traceback.rfind("3Traceback (most recent call last):|3  File \"" + dir_ / "s.py", 0), 0U) << traceback;
@@ -66,6 +80,8 @@ TEST_F(OutputTest, PutsTheStreamsBack) {
   ASSERT_TRUE(Python("import sys; sys.before = sys.stdout, sys.stderr"));
   EXPECT_EQ(Live("sys.kept = sys.stdout; print('first', end=''); return [1]"), "6first");
   EXPECT_TRUE(Python("assert (sys.stdout, sys.stderr) == sys.before"));
+  void* const library = dlopen(LibraryPath().c_str(), RTLD_NOW | RTLD_NOLOAD);
+  for (int i = 0; i < 2; ++i) dlclose(library);  // the second one is the handle of Library(): the library stays
   testing::internal::CaptureStdout();
   EXPECT_TRUE(Python("print('between', file=sys.kept)"));
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "between\n");
@@ -88,6 +104,7 @@ TEST_F(OutputTest, SurvivesTheHostsLogFunction) {
   const tev_log_func_t kFunctions[] = {
       [](int, const char*) { std::this_thread::sleep_for(std::chrono::milliseconds(2)); },
       [](int, const char*) { Python("print('again')"); },
+      [](int, const char* text) { std::thread([text] { EXPECT_EQ(text[0], '['); }).join(); },
       [](int, const char* text) {
         if (strncmp(text, "[python script]", 15) == 0) throw std::runtime_error("from the log function");
       },
@@ -119,56 +136,90 @@ threading.Thread(target=run, daemon=True).start()
       usleep(3000);
     }
     EXPECT_GE(calls, 10);
-    set_log_func(nullptr, 0);
     Finalize();
+    set_log_func(nullptr, 0);
   }
 }
 
-class LockTest : public ProviderTest {};
+// Has a script whose thread changes the result when the test says so, and answers.
+class LockTest : public ProviderTest {
+ protected:
+  LockTest() { EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends_), 0); }
+  ~LockTest() override {
+    for (const int end : ends_) close(end);
+  }
 
-// A thread that samples between collections, and changes a result while its walk rests.
-TEST_F(LockTest, IsGivenBackBetweenCallbacks) {
-  const std::string script = Script("s.py", "return result", R"(
-import threading, time
-stop = threading.Event()
-result = {'samples': 0, 'list': [1, 2, 3]}
-def run():
-    while not stop.wait(0.001):
-        result['samples'] += 1
-        result['list'] = [result['samples'], {'new': [0] * (result['samples'] % 5)}]
-thread = threading.Thread(target=run)
-thread.start()
-def end(args): stop.set(); thread.join(); return [1]
-)");
-  const auto samples = [this] {
-    buffer_.refuse = [offered = 0](const standin::Token&) mutable { return ++offered % 3 == 0; };
-    int64_t first = 0;
-    tev_progress_status_t status = TEV_PROGRESS_REFUSED;
-    while (status == TEV_PROGRESS_REFUSED) {
-      status = Progress();
-      usleep(2000);
-    }
-    EXPECT_EQ(status, TEV_PROGRESS_DONE);
-    for (const auto& token : buffer_.Drain()) {
-      if (token.type == standin::kLong && first == 0) first = standin::NumberIn<int64_t>(token);
-    }
-    return first;
-  };
-  for (const bool released : {true, false, true}) {
-    Start({script, script}, Keys(std::string("2-function=end;release-lock=") + (released ? "true" : "no")));
-    const int64_t before = samples();
-    usleep(50000);
-    const int64_t after = samples();
-    if (released) {
-      EXPECT_GT(after, before + 20);
-    } else {
-      EXPECT_LT(after, before + 10) << "the thread stands still";
-    }
-    EXPECT_EQ(SourceTags().size(), 2U);
-    buffer_.refuse = nullptr;
-    EXPECT_TRUE(Collect(1).complete());
+  std::string ThreadedScript(const std::string& result, const std::string& change) {
+    return Script("s.py", "global R; R = " + result + "; return R", R"(
+import os, threading
+S = '\ud800' * 3
+def run(end):
+    while os.read(end, 1) == b's':
+        )" + change + R"(
+        os.write(end, b'd')
+threading.Thread(target=run, args=[)" + std::to_string(ends_[0]) + "]).start()\n");
+  }
+
+  // Lets the thread change the result. False if it does not answer in so many milliseconds.
+  bool Step(int patience = 20000) {
+    pollfd answer{ends_[1], POLLIN, 0};
+    char byte = 's';
+    return write(ends_[1], &byte, 1) == 1 && poll(&answer, 1, patience) == 1 && read(ends_[1], &byte, 1) == 1;
+  }
+
+  // Ends the thread and the life.
+  void End() {
+    EXPECT_EQ(write(ends_[1], "e", 1), 1);
     Finalize();
+  }
+
+  int ends_[2];
+};
+
+TEST_F(LockTest, IsGivenBackBetweenCallbacks) {
+  const std::string script = ThreadedScript("[1]", "pass");
+  for (const bool released : {true, false}) {
+    Start({script}, Keys(std::string("release-lock=") + (released ? "true" : "no")));
+    EXPECT_EQ(Step(released ? 20000 : 50), released);
+    EXPECT_EQ(SourceTags().size(), 1U);
+    End();
     EXPECT_EQ(Problems(), Messages());
+  }
+}
+
+// What is put in the place of a refused value may not be sendable. A tolerant script's key names all have their values.
+TEST_F(LockTest, LetsThreadsChangeAResultThatIsBeingWritten) {
+  for (const std::string change : {"R['a'] = 5", "del R['a']", "R.clear()", "R['a'].clear()", "R['l'].clear()",
+                                   "R['a'] = None", "R['a']['x'] = None", "R['b'] = None; R['c'] = S",
+                                   "R['a'] = R; R['b'] = None", "R['l'][0] = None; R['l'].append([])"}) {
+    for (const bool tolerant : {true, false}) {
+      const std::string omitted = tolerant ? "None" : "0";
+      const std::string script = ThreadedScript(
+          "{'a': {'x': 1, 'y': " + omitted + "}, 'b': 2, 'l': [{'z': " + omitted + "}, 3], 'e': 'end'}", change);
+      const bool is_whole = tolerant || change.find("None") == std::string::npos;
+      tev_progress_status_t status = TEV_PROGRESS_ERROR;
+      size_t refused = 0;
+      for (bool goes_on = true; goes_on; ++refused) {
+        SCOPED_TRACE(testing::Message() << change << " at token " << refused << ", tolerant: " << tolerant);
+        if (status != TEV_PROGRESS_DONE)
+          Start({script}, Keys(std::string("release-lock=1;tolerant=") + "01"[tolerant]));
+        buffer_.refuse = [number = size_t{0}, refused](const Token&) mutable { return number++ == refused; };
+        status = Progress();
+        goes_on = status == TEV_PROGRESS_REFUSED;
+        if (goes_on) {
+          EXPECT_TRUE(Step());
+          status = Progress();
+        }
+        buffer_.refuse = nullptr;
+        EXPECT_TRUE(status == TEV_PROGRESS_DONE || !is_whole);
+        const std::vector<Token> tokens = buffer_.Drain();
+        EXPECT_NO_THROW(tolerant ? standin::ToJsonLine("", tokens) : "");
+        EXPECT_TRUE(!is_whole || tokens.back().type == standin::kDictEnd);
+        if (status != TEV_PROGRESS_DONE) End();
+      }
+      if (status == TEV_PROGRESS_DONE) End();
+      EXPECT_GT(refused, 14U);
+    }
   }
 }
 
