@@ -23,8 +23,9 @@ class ToolTest : public ::testing::Test {
   void Write(const std::string& name, const std::string& text) { std::ofstream(dir_ / name) << text; }
 
   // Runs the tool in the test's directory; its output, both kinds unless told otherwise, ends with its exit status.
-  std::string Run(const std::string& arguments, const std::string& redirection = "2>&1") {
-    const std::string command = "cd " + dir_ / "" + " && " RUBRUF_HOST_PATH " " + arguments;
+  std::string Run(const std::string& arguments, const std::string& redirection = "2>&1",
+                  const std::string& before = "") {
+    const std::string command = "cd " + dir_ / "" + "; " + before + RUBRUF_HOST_PATH " " + arguments;
     const std::string loaded = " --library " + LibraryPath() + " ";
     // NOLINTNEXTLINE(cert-env33-c): the command is ours
     FILE* pipe = popen((command + (arguments.find("options") == 0 ? " " : loaded) + redirection).c_str(), "r");
@@ -222,6 +223,14 @@ TEST_F(ToolTest, NamesTheScriptThatEndsOrBlocksTheProcess) {
     ExpectAll({of_run}, run);
     for (const auto& out : {checked, run}) EXPECT_EQ(out.find("status 0", out.size() - 8), std::string::npos) << out;
   }
+  Write("crash.py", "import os\nos.kill(os.getpid(), 11)\n");
+  Write("x.py", "import os\ndef collect(args): os._exit(3)\n");
+  Write("good.py", "def collect(args): return [1]\n");
+  ExpectAll({"error: crash.py, which is imported: ended the process by signal 11",
+             "crash.py\n  collect(), tag from a hash of the path: not collected\n",
+             "not ended\n  error: dict_x: x.py: ended the process with exit status 3",
+             "ms, 4 tokens\n3 scripts: 2 errors, 0 warnings\nstatus 1"},
+            Run("check --script crash.py --script x.py --tag x --script good.py"));
   Write("x.py",
         "import threading, time\nthreading.Thread(target=time.sleep, args=[60]).start()\n"
         "def collect(args): return [1]\n");
@@ -280,8 +289,33 @@ TEST_F(ToolTest, TakesScriptsCfgFilesAndDirectories) {
   ExpectAll({R"("dict_x", )", R"(["east"])", "status 0"}, Run("b/x.py --tag x --arg zone=east"));
   ExpectAll({R"("dict_two")", "status 0"}, Run("run b --only two"));
   ExpectAll({"there is no none, but two", "status 2"}, Run("run b --only none"));
+  Write("own.py",
+        "def get_tag(): return 'three'\ndef collect(args): return {'größe': '" + std::string(80, 'x') + "'}\n");
+  Write("b/z.cfg", "file = ../own.py\n");
+  ExpectAll({R"({"source": "dict_three")", "status 0"}, Run("run b --only three"));
+  ExpectAll({"dict_three: own.py", "1 script: 0 errors"}, Run("check x.py own.py --only dict_three"));
+  for (const char* command : {"run b --only none", "check b --only none"})
+    ExpectAll({"--only: there is no none, but dict_three", "status 1"}, Run(command));
+  ExpectAll({"\"größe\": \"" + std::string(25, 'x') + "…\r\n"},
+            Run("run own.py", "--format pretty' /dev/null", "script -qec 'stty cols 40; "));
   ExpectAll({"unknown command: did you mean check?", "status 2"}, Run("chek x.py"));
   ExpectAll({"Number of scripts: 1"}, Run("x.py --log-file log --log-level info", ">&2; cat log"));
+}
+
+TEST_F(ToolTest, RunsAgainWhenAFileChanges) {
+  Write("x.py", "import time\ndef collect(args): time.sleep(60)\n");
+  Write("b/x.cfg", "file = ../x.py\ntag = x\n");
+  Write("change", R"(tool=$!
+await() { timeout 20 sh -c 'until grep -qF "$1" out; do sleep 0.02; done' - "$1"; }
+await 'collecting dict_x'; sleep 0.3
+echo 'def collect(args): return [1]' > new; mv new x.py; await watching
+echo 'tag = y' >> b/x.cfg; await '"dict_y"'
+echo 'def collect(args): return [None]' > b/new.py; rm x.py; mv b/new.py x.py; await '[0] cannot be sent'
+kill -INT $tool; wait $tool; status=$?; cat out; exit $status)");
+  ExpectAll(
+      {"rubruf-host: b/../x.py has changed\n", "\"data\": [1]}\nrubruf-host: watching b, b/..: interrupt to end\n",
+       "rubruf-host: b/x.cfg has changed\n", "rubruf-host: b/../x.py, b/new.py have changed\n", "status 1"},
+      Run("run b/x.cfg --watch --log-level debug", ">out 2>&1 & . ./change"));
 }
 
 TEST_F(ToolTest, HelpAndManPageHaveTheSameFlags) {

@@ -15,6 +15,7 @@
 #include "host/tool/checker.h"
 #include "host/tool/configuration.h"
 #include "host/tool/growth.h"
+#include "host/tool/log_setup.h"
 #include "host/tool/printable.h"
 #include "host/tool/supervisor.h"
 
@@ -29,16 +30,21 @@ void Add(const Checked& found, CheckedScript* checked) {
 class Check {
  public:
   // Starts Python and imports the scripts. The plug-in must outlive the object.
-  Check(const Plugin& plugin, const CommandLine& command) : report_(WantsColour()) {
+  Check(const Plugin& plugin, const CommandLine& command) : command_(command), report_(WantsColour()) {
+    Tally& tally = SharedTally();
     Remarks remarks = command.remarks;
     remarks.notes.insert(remarks.notes.end(), command.told.begin(), command.told.end());
     const std::vector<CfgFile> files = ReadConfiguration(command.options, &remarks);
-    report_.Add(remarks);
+    if (tally.workers++ == 0) report_.Add(remarks);
     scripts_ = Configured(Survey(plugin, command.options), files);
-    SharedTally().scripts = static_cast<uint32_t>(scripts_.size());
+    tally.scripts = static_cast<uint32_t>(scripts_.size());
     SetUpLog(plugin, command);
     checker_.emplace(plugin);
-    for (const CheckedScript& checked : scripts_) checker_->Bind(checked.script);
+    for (size_t i = 0; i < scripts_.size(); ++i) {
+      tally.importing = static_cast<int>(i);
+      checker_->Bind(scripts_[i].script, tally.is_lost_at_import.at(i));
+    }
+    tally.importing = -1;
   }
 
   // Has the provider bind the scripts. False, after a complaint, when it fails.
@@ -51,18 +57,20 @@ class Check {
     const std::vector<Checked> findings = checker_->Release();
     for (size_t i = 0; i < scripts_.size(); ++i) {
       Add(findings[i], &scripts_[i]);
-      scripts_[i].sound = findings[i].errors.count == 0;
+      scripts_[i].sound = findings[i].errors.count == 0 && !SharedTally().is_lost_at_import.at(i);
     }
     return started;
   }
 
-  // Collects from each script `times` times, as long as that is without a fault, and reports what was found. Without a
-  // provider it only reports.
-  void Collect(HostedProvider* provider, int64_t times) {
-    for (uint32_t index = 0; index < scripts_.size(); ++index) {
+  // Collects from each script, as long as that is without a fault, and reports what was found. Goes on behind the
+  // scripts that a lost worker has reported. Without a provider it only reports.
+  void Collect(HostedProvider* provider) {
+    const std::vector<uint32_t> wanted = Wanted();
+    for (size_t i = SharedTally().reported; i < wanted.size(); ++i) {
+      const uint32_t index = wanted[i];
       CheckedScript& checked = scripts_[index];
       report_.Begin(checked);
-      if (provider) CollectFrom(*provider, index, times);
+      if (provider) CollectFrom(*provider, index, command_.repeat);
       report_.Complete(checked);
     }
     report_.SumUp();
@@ -103,6 +111,20 @@ class Check {
       if (is_new) continue;
       checked.errors.Add(checked.script.path + ": " + first->second + " has the same tag: give each script its own");
     }
+  }
+
+  // The indexes of the scripts to report; all while their sources are unknown.
+  std::vector<uint32_t> Wanted() {
+    std::vector<uint32_t> wanted;
+    std::vector<std::string> sources;
+    for (const CheckedScript& checked : scripts_) {
+      const auto index = static_cast<uint32_t>(sources.size());
+      if (checked.source.empty() || Wants(command_, checked.source)) wanted.push_back(index);
+      sources.push_back(checked.source);
+    }
+    if (wanted.empty() && !command_.only.empty()) report_.Add({{NoSource(command_.only, sources)}, {}, {}});
+    SharedTally().scripts = static_cast<uint32_t>(wanted.size());
+    return wanted;
   }
 
   // Script by script: in rounds, what one leaves to be released by the next would show as growth of the one.
@@ -154,6 +176,7 @@ class Check {
                         " per collection: something keeps what each call makes, or keys are ever new");
   }
 
+  const CommandLine& command_;
   Report report_;
   std::vector<CheckedScript> scripts_;
   std::optional<Checker> checker_;
@@ -169,7 +192,7 @@ bool CheckScripts(const CommandLine& command) {
   std::optional<HostedProvider> provider;
   return Conclude([&] {
     const bool started = Attempt([&] { provider.emplace(plugin, command.options); }) && check.Start(*provider);
-    check.Collect(started ? &*provider : nullptr, command.repeat);
+    check.Collect(started ? &*provider : nullptr);
     return started && !Interrupted() && SharedTally().errors == 0;
   });
 }

@@ -60,6 +60,7 @@ void Report::Complete(const CheckedScript& checked) {
   Write(cost + '\n');
   Tally& tally = SharedTally();
   tally.line_is_open = false;
+  ++tally.reported;
   tally.errors += static_cast<uint32_t>(checked.errors.count);
   tally.warnings += static_cast<uint32_t>(checked.warnings.count);
   const std::string label = checked.source.empty() ? "" : checked.source + ": ";
@@ -69,11 +70,19 @@ void Report::Complete(const CheckedScript& checked) {
 
 void Report::SumUp() { Write(SummaryLine()); }
 
-void Report::TellLoss(const std::string& who, const std::string& how) {
+bool Report::TellLoss(const std::string& who, const std::string& how) {
   Tally& tally = SharedTally();
+  const bool in_paragraph = tally.line_is_open;
+  const int imported = tally.importing;
   ++tally.errors;
-  std::cout << (tally.line_is_open ? "not ended\n" : "") << "  error: " << Printable(who + ": " + how) << '\n'
-            << SummaryLine() << std::flush;
+  std::cout << (in_paragraph ? "not ended\n  " : "") << "error: " << Printable(who + ": " + how) << std::endl;
+  if (imported >= 0) tally.is_lost_at_import.at(static_cast<size_t>(imported)) = true;
+  if (in_paragraph) ++tally.reported;
+  tally.line_is_open = false;
+  tally.importing = -1;
+  const bool goes_on = imported >= 0 || (in_paragraph && tally.reported < tally.scripts);
+  if (!goes_on) std::cout << SummaryLine() << std::flush;
+  return goes_on;
 }
 
 void Report::Add(const std::string& label, const char* kind, const char* colour, const Findings& findings) {

@@ -43,8 +43,9 @@ class Report {
   // The last line.
   void SumUp();
 
-  // In the supervisor: what is missing from a report whose worker was lost.
-  static void TellLoss(const std::string& who, const std::string& how);
+  // In the supervisor: what ended a worker. True if another one is to go on with the next script; else the report is
+  // complete.
+  static bool TellLoss(const std::string& who, const std::string& how);
 
  private:
   void Add(const std::string& label, const char* kind, const char* colour, const Findings& findings);

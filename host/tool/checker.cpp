@@ -37,12 +37,13 @@ Checked FromJson(const json& found) {
 
 Checker::Checker(const Plugin& plugin) : module_(plugin, kCheckerSources) {}
 
-void Checker::Bind(const ConfiguredScript& script) {
+void Checker::Bind(const ConfiguredScript& script, bool lost) {
   const Step step(script.path + ", which is imported");
   const json request = {{"path", BytesAsText(script.path)},
                         {"function", BytesAsText(script.function)},
                         {"tolerant", script.tolerant},
-                        {"own_module", script.own_module}};
+                        {"own_module", script.own_module},
+                        {"lost", lost}};
   module_.Call("bind", request.dump());
 }
 

@@ -42,8 +42,9 @@ class Checker {
   // Starts Python. The plug-in must outlive the object. All operations throw std::runtime_error as PythonModule does.
   explicit Checker(const Plugin& plugin);
 
-  // Imports the script and puts a watch on its function, for the provider to bind.
-  void Bind(const ConfiguredScript& script);
+  // Imports the script and puts a watch on its function, for the provider to bind. An empty module takes its place if
+  // that fails, and if it is `lost`: it is not imported then.
+  void Bind(const ConfiguredScript& script, bool lost = false);
   // Ends what Bind has put in the plug-in's way. What is wrong with each script, before it is called.
   std::vector<Checked> Release();
   // Of the last collection, once; null when the watch was not called.

@@ -10,11 +10,11 @@
 #include <functional>
 #include <map>
 
-#include "host/standin/hosted_provider.h"
 #include "host/standin/plugin.h"
 #include "host/tool/configuration.h"
 #include "host/tool/growth.h"
 #include "host/tool/nearest.h"
+#include "host/tool/targets.h"
 #include "provider/option_keys.h"
 #include "utils/log/log.h"
 
@@ -24,32 +24,10 @@ namespace {
 constexpr int kUsageError = 2;
 constexpr double kMaxInterval = 1e9;
 
-// What one --script and the options after it say: keys without their "python-import-" and number.
-struct Script {
-  OptionList settings;
-  OptionList arguments;
-};
-
 // The library beside the executable; without one there, the loader's search decides.
 std::string DefaultLibrary() {
   const auto beside = std::filesystem::read_symlink("/proc/self/exe").replace_filename("librubruf.so");
   return std::filesystem::exists(beside) ? beside.string() : "librubruf.so";
-}
-
-// One script has the plain keys; several have numbered ones.
-OptionList ScriptOptions(const std::vector<Script>& scripts) {
-  OptionList options;
-  if (scripts.empty()) return options;
-  options.emplace_back("enable-provider", "python");
-  if (scripts.size() > 1) options.emplace_back("python-import-num-scripts", std::to_string(scripts.size()));
-  for (size_t i = 0; i < scripts.size(); ++i) {
-    const std::string number = scripts.size() > 1 ? std::to_string(i + 1) + "-" : "";
-    const std::string setting = "python-import-" + number;
-    const std::string argument = "python-import-arg-" + number;
-    for (const auto& [key, value] : scripts[i].settings) options.emplace_back(setting + key, value);
-    for (const auto& [key, value] : scripts[i].arguments) options.emplace_back(argument + key, value);
-  }
-  return options;
 }
 
 void Require(bool condition, const std::string& option, const std::string& message) {
@@ -97,7 +75,7 @@ constexpr char kFooter[] = R"(Without a command, the options are those of run.
 Exit status: 0 everything succeeded; 1 something failed, as told; 2 wrong usage.)";
 
 constexpr char kRunFooter[] = R"(Example:
-  rubruf-host run --script load.py --tag load --arg path=/proc/loadavg --count 3 --interval 0.5
+  rubruf-host run load.py --tag load --arg path=/proc/loadavg --count 3 --interval 0.5
 
 Standard output carries one line of JSON per collection (or the tokens); what scripts print goes to standard error,
 where the plug-in's messages and the statistics are. Without --log-level, TEV_API_LOG_LEVEL sets which messages are
@@ -105,7 +83,7 @@ shown, and warnings are where that is not set. An interrupt ends the rounds afte
 With several scripts, script N's argument NAME also reaches every script as N-NAME.)";
 
 constexpr char kCheckFooter[] = R"(Example:
-  rubruf-host check --script load.py --script disks.py --arg root=/ --repeat 100
+  rubruf-host check load.py --tag load --repeat 100
 
 Errors are what a host would stumble over; they make the exit status 1. Warnings are what it would misread. A faulty
 result is kept from the plug-in, and its script is not collected from again, so that all scripts are checked in one run.
@@ -135,6 +113,7 @@ class Parser {
     AddCommand("check", Action::kCheck, "Collect from each script once and report every fault with its place",
                kCheckFooter);
     AddLibraryOptions();
+    AddWatch();
     AddNumber(
         "--repeat", command_.repeat, "N",
         "Collect N times; from " + std::to_string(Growth::kLeast) + " on, name scripts whose memory keeps growing");
@@ -162,7 +141,7 @@ class Parser {
     AddTargets();
     Require(!scripts_.empty() || !options_.empty() || !overrides_.empty(), "nothing to collect",
             "name scripts, .cfg files or directories, or give an option");
-    Require(scripts_.empty() || !Has(options_, "python-import-config-dir"), "--config-dir",
+    Require(scripts_.empty() || !Has(options_, kConfigDirOption), "--config-dir",
             "serves the scripts of its .cfg files, and no --script beside them");
     if (command_.library.empty()) command_.library = DefaultLibrary();
     command_.options = ScriptOptions(scripts_);
@@ -216,67 +195,47 @@ class Parser {
 
   // A directory alone is the plug-in's own way. All else becomes scripts by options.
   void AddTargets() {
+    command_.targets = targets_;
     if (targets_.size() == 1 && only_.empty() && pending_option_.empty() && scripts_.empty() &&
         std::filesystem::is_directory(targets_[0])) {
       options_.emplace_back(kConfigDirOption, targets_[0]);
       return;
     }
     std::vector<CfgFile> files;
-    for (const std::string& target : targets_) AddTarget(target, &files);
+    try {
+      files = Chosen(ReadTargets(targets_, &command_.remarks, &command_.told));
+    } catch (const std::runtime_error& error) {
+      throw CLI::ValidationError(error.what());
+    }
     Require(pending_option_.empty() || files.size() == 1, pending_option_,
             "belongs to one script: name just one, or give the option behind its --script");
-    std::string tags;
     for (const CfgFile& file : files) {
+      Script& script = scripts_.emplace_back(FromFile(file));
+      script.settings.insert(script.settings.end(), pending_.settings.begin(), pending_.settings.end());
+      script.arguments.insert(script.arguments.end(), pending_.arguments.begin(), pending_.arguments.end());
+    }
+  }
+
+  // Those that --only names. If none has the tag, those without a tag: their get_tag decides, later.
+  std::vector<CfgFile> Chosen(std::vector<CfgFile> files) {
+    if (only_.empty()) return files;
+    std::vector<CfgFile> named;
+    std::vector<CfgFile> untagged;
+    std::vector<std::string> names;
+    for (CfgFile& file : files) {
       const std::string stem = std::filesystem::path(file.Value("file")).stem();
       const std::string tag = file.Value("tag").empty() ? stem : file.Value("tag");
-      tags += (tags.empty() ? "" : ", ") + tag;
-      if (only_.empty() || only_ == tag || only_ == "dict_" + tag || only_ == stem) scripts_.push_back(FromFile(file));
-    }
-    Require(only_.empty() || !scripts_.empty(), "--only",
-            "there is no " + only_ + ", but " + (tags.empty() ? "no script" : tags));
-  }
-
-  // A file that the user names is used even if it is disabled.
-  CfgFile NamedFile(const std::string& path) {
-    CfgFile file = ReadCfgFile(path, &command_.remarks);
-    command_.remarks.notes.clear();
-    command_.told.push_back(file.Value("file") + " is configured by " + path +
-                            (file.enabled ? "" : ", which is disabled for a host"));
-    return file;
-  }
-
-  void AddTarget(const std::string& target, std::vector<CfgFile>* files) {
-    const std::filesystem::path path(target);
-    try {
-      if (std::filesystem::is_directory(path)) {
-        for (CfgFile& file : ReadCfgDirectory(target, &command_.remarks)) {
-          if (file.enabled) files->push_back(std::move(file));
-        }
-      } else if (path.extension() == ".cfg") {
-        files->push_back(NamedFile(target));
-      } else if (const auto beside = std::filesystem::path(path).replace_extension(".cfg");
-                 std::filesystem::exists(beside)) {
-        files->push_back(NamedFile(beside));
-      } else {
-        files->push_back({target, true, {{"file", target}}});
-      }
-    } catch (const std::runtime_error& error) {
-      throw CLI::ValidationError(target, error.what());
-    }
-  }
-
-  Script FromFile(const CfgFile& file) {
-    Script script;
-    for (const auto& [key, value] : file.settings) {
-      if (key.compare(0, 4, "arg-") == 0) {
-        script.arguments.emplace_back(key.substr(4), value);
-      } else if (key != "enable") {
-        script.settings.emplace_back(key, value);
+      names.push_back(tag);
+      if (only_ == tag || only_ == "dict_" + tag || only_ == stem) {
+        named.push_back(std::move(file));
+      } else if (file.Value("tag").empty()) {
+        untagged.push_back(std::move(file));
       }
     }
-    script.settings.insert(script.settings.end(), pending_.settings.begin(), pending_.settings.end());
-    script.arguments.insert(script.arguments.end(), pending_.arguments.begin(), pending_.arguments.end());
-    return script;
+    if (!named.empty()) return named;
+    if (untagged.empty() || command_.action == Action::kOptions) throw CLI::ValidationError(NoSource(only_, names));
+    command_.only = only_;
+    return untagged;
   }
 
   Script& LastScript(const std::string& option) {
@@ -311,13 +270,13 @@ class Parser {
     const auto add = [this](const char* option, const char* key, const char* type, const char* help) {
       Add(option, type, help, [=](auto& value) { options_.emplace_back(key, value); });
     };
-    add("--config-dir", "python-import-config-dir", "DIR", "Serve the scripts of the .cfg files in this directory");
-    add("--enable-provider", "enable-provider", "LIST", "Providers to enable; default with --script: python");
-    add("--disable-provider", "disable-provider", "LIST", "Providers to disable");
+    add("--config-dir", kConfigDirOption, "DIR", "Serve the scripts of the .cfg files in this directory");
+    add("--enable-provider", kEnableProviderOption, "LIST", "Providers to enable; default with --script: python");
+    add("--disable-provider", kDisableProviderOption, "LIST", "Providers to disable");
     AddFlag("--log-output", "Lead what scripts print, and their tracebacks, to the plug-in's log",
-            [this] { options_.emplace_back("python-import-log-output", "true"); });
+            [this] { options_.emplace_back(kLogOutputOption, "true"); });
     AddFlag("--release-lock", "Let threads of scripts run between collections",
-            [this] { options_.emplace_back("python-import-release-lock", "true"); });
+            [this] { options_.emplace_back(kReleaseLockOption, "true"); });
     Add("--option", "KEY=VALUE", "Any option of the plug-in, over all others; may be repeated",
         [this](auto& text) { overrides_.push_back(SplitPair("--option", text)); });
   }
@@ -344,13 +303,20 @@ class Parser {
     AddFlag("--log-syslog", "Send the plug-in's messages to the system log", [this] { command_.log_syslog = true; });
   }
 
+  void AddWatch() {
+    AddFlag("--watch", "Do it again whenever a script or .cfg file changes, until interrupted",
+            [this] { command_.watch = true; });
+  }
+
   void AddRunOptions() {
+    AddWatch();
     AddNumber("--count", command_.count, "N", "Rounds of one collection per source; 0: until interrupted");
     AddNumber("--interval", command_.interval, "SECONDS", "Time between rounds");
     AddNumber("--buffer-bytes", command_.buffer_bytes, "N",
               "Size of the buffer: a token takes 16 bytes and its payload");
-    AddFormat({{"json", Format::kJson}, {"pretty", Format::kPretty}, {"tokens", Format::kTokens}},
-              "json (default): a line per collection; pretty: indented; tokens: one a line");
+    AddFormat(
+        {{"json", Format::kJson}, {"pretty", Format::kPretty}, {"tokens", Format::kTokens}},
+        "json (default): a line per collection; pretty: indented, on a terminal cut to the window; tokens: one a line");
     AddFlag("--tokens", "Short for --format tokens", [this] { command_.format = Format::kTokens; });
     AddFlag("--stats", "Tell the cost of each collection on standard error, and sum it up at the end",
             [this] { command_.stats = true; });
@@ -371,25 +337,23 @@ class Parser {
 
 }  // namespace
 
-void SetUpLog(const Plugin& plugin, const CommandLine& command) {
-  SetLogLevel(plugin, command.log_level);
-  int level = *plugin.Symbol<decltype(&::tev_log_level)>("tev_log_level");
-  const char* const from_environment = std::getenv("TEV_API_LOG_LEVEL");
-  if (level < 0 && from_environment) level = static_cast<int>(std::strtol(from_environment, nullptr, 10));
-  if (command.log_syslog) {
-    plugin.Symbol<decltype(&::tev_init_syslog_logger)>("tev_init_syslog_logger")("rubruf-host", level);
-  }
-  if (command.log_file.empty()) return;
-  const auto log_to = plugin.Symbol<decltype(&::tev_init_file_logger)>("tev_init_file_logger");
-  if (!log_to(command.log_file.c_str(), level)) throw std::runtime_error(command.log_file + ": cannot be written");
+bool Wants(const CommandLine& command, const std::string& source) {
+  return command.only.empty() || source == command.only || source == "dict_" + command.only;
 }
 
-CommandLine ParseCommandLine(int argc, char** argv) {
+std::string NoSource(const std::string& only, const std::vector<std::string>& sources) {
+  std::string names;
+  for (const std::string& source : sources) names += (names.empty() ? "" : ", ") + source;
+  return "--only: there is no " + only + ", but " + (names.empty() ? "no script" : names);
+}
+
+std::optional<CommandLine> ParseCommandLine(int argc, char** argv, int* status) {
   Parser parser;
   try {
     return parser.Parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    std::exit(parser.Exit(error));
+    *status = parser.Exit(error);
+    return std::nullopt;
   }
 }
 

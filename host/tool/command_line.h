@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "host/standin/host_options.h"
-#include "host/standin/plugin.h"
 #include "host/tool/configuration.h"
 
 namespace standin {
@@ -23,6 +22,9 @@ struct CommandLine {
   Format format = Format::kDefault;  // run: JSON; options: KEY=VALUE
 
   // Of run and check.
+  std::vector<std::string> targets;  // scripts, .cfg files and directories, as they were named
+  std::string only;                  // the one source to collect from, if only the scripts know its name; empty: all
+  bool watch = false;
   std::string library;
   std::optional<int> log_level;
   std::string log_file;  // empty: none
@@ -40,11 +42,14 @@ struct CommandLine {
   int64_t repeat = 1;
 };
 
-// Sends the plug-in's messages where the command line wants them. Throws std::runtime_error.
-void SetUpLog(const Plugin& plugin, const CommandLine& command);
+// Whether to collect from the source.
+bool Wants(const CommandLine& command, const std::string& source);
+// What to say if no source is wanted.
+std::string NoSource(const std::string& only, const std::vector<std::string>& sources);
 
-// Ends the process itself on --help (status 0) and on a usage error (status 2).
-CommandLine ParseCommandLine(int argc, char** argv);
+// Null, with the exit status, after the answer to --help or --version (status 0) and after a usage error (status 2).
+// Reads the .cfg files that the command line names.
+std::optional<CommandLine> ParseCommandLine(int argc, char** argv, int* status);
 
 }  // namespace standin
 

@@ -6,11 +6,13 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <optional>
 
 #include "host/tool/check.h"
 #include "host/tool/check_report.h"
 #include "host/tool/command_line.h"
 #include "host/tool/options_listing.h"
+#include "host/tool/repeater.h"
 #include "host/tool/run.h"
 #include "host/tool/supervisor.h"
 
@@ -38,7 +40,11 @@ void PrepareEnvironment() {
 bool Execute(const standin::CommandLine& command) {
   switch (command.action) {
     case standin::Action::kRun:
-      return standin::Supervise([&] { return Run(command); }, [](auto& who, auto& how) { Complain(who + ": " + how); });
+      return standin::Supervise([&] { return Run(command); },
+                                [](auto& who, auto& how) {
+                                  Complain(who + ": " + how);
+                                  return false;
+                                });
     case standin::Action::kCheck:
       return standin::Supervise([&] { return CheckScripts(command); }, standin::Report::TellLoss);
     case standin::Action::kOptions:
@@ -54,7 +60,16 @@ bool Execute(const standin::CommandLine& command) {
 int main(int argc, char** argv) {
   OpenStandardStreams();
   PrepareEnvironment();
-  bool success = false;
-  standin::Attempt([&] { success = Execute(standin::ParseCommandLine(argc, argv)); });
-  return success ? EXIT_SUCCESS : EXIT_FAILURE;
+  int status = EXIT_FAILURE;
+  const auto read_command = [&](int* wrong) { return standin::ParseCommandLine(argc, argv, wrong); };
+  standin::Attempt([&] {
+    const std::optional<standin::CommandLine> command = read_command(&status);
+    if (!command) return;
+    if (command->watch) {
+      status = standin::RepeatOnChange(read_command, Execute);
+    } else {
+      status = Execute(*command) ? EXIT_SUCCESS : EXIT_FAILURE;
+    }
+  });
+  return status;
 }

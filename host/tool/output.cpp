@@ -3,6 +3,7 @@
 #include "host/tool/output.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -26,6 +27,11 @@ Output::Output() : stream_(nullptr, std::fclose) {
 
 void Output::Write(const std::string& text) {
   Require(std::fwrite(text.data(), 1, text.size(), stream_.get()) == text.size() && std::fflush(stream_.get()) == 0);
+}
+
+size_t Output::Columns() const {
+  winsize window{};
+  return ioctl(fileno(stream_.get()), TIOCGWINSZ, &window) == 0 ? window.ws_col : 0;
 }
 
 }  // namespace standin

@@ -2,6 +2,7 @@
 
 #include "host/tool/printable.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace standin {
@@ -26,7 +27,33 @@ size_t CharacterLength(const std::string& text, size_t i) {
   return length;
 }
 
+// How many columns of a terminal the character at `i` takes. From U+3000 on, where the wide ones begin, all count two.
+size_t Columns(const std::string& text, size_t i) { return ByteAt(text, i) < 0xE3 ? 1 : 2; }
+
+// `line` has no line end.
+void AppendShortened(const std::string& line, size_t columns, std::string* lines) {
+  size_t used = 0;
+  size_t kept = 0;  // bytes that leave a column for the ellipsis
+  for (size_t i = 0; i < line.size(); i += std::max<size_t>(1, CharacterLength(line, i))) {
+    if (used < columns) kept = i;
+    used += Columns(line, i);
+  }
+  lines->append(line, 0, used > columns ? kept : line.size());
+  if (used > columns) lines->append("\u2026");
+}
+
 }  // namespace
+
+std::string Shortened(const std::string& lines, size_t columns) {
+  std::string shortened;
+  for (size_t begin = 0; begin <= lines.size();) {
+    const size_t end = std::min(lines.find('\n', begin), lines.size());
+    AppendShortened(lines.substr(begin, end - begin), columns, &shortened);
+    if (end < lines.size()) shortened += '\n';
+    begin = end + 1;
+  }
+  return shortened;
+}
 
 bool IsUtf8(const std::string& text) {
   for (size_t i = 0; i < text.size();) {

@@ -3,12 +3,16 @@
 #ifndef RUBRUF_HOST_TOOL_PRINTABLE_H_
 #define RUBRUF_HOST_TOOL_PRINTABLE_H_
 
+#include <cstddef>
 #include <string>
 
 namespace standin {
 
 // The text in one line: control characters (U+0000 to U+001F, U+007F to U+009F) and bytes that are not UTF-8 as \xHH.
 std::string Printable(const std::string& text);
+
+// Each of the lines cut to `columns`, with an ellipsis at its end where something is missing.
+std::string Shortened(const std::string& lines, size_t columns);
 
 bool IsUtf8(const std::string& text);
 

@@ -4,6 +4,7 @@
 
 #include <iostream>
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,7 @@
 #include "host/standin/json_writer.h"
 #include "host/tool/checker.h"
 #include "host/tool/configuration.h"
+#include "host/tool/log_setup.h"
 #include "host/tool/output.h"
 #include "host/tool/place.h"
 #include "host/tool/printable.h"
@@ -45,6 +47,7 @@ class Rounds {
     std::map<std::string, std::string> paths;
     for (size_t i = 0; i < sources_.size(); ++i) {
       const std::string path = i < scripts.size() ? scripts[i].path : "";
+      if (Wants(command, sources_[i])) wanted_.push_back(static_cast<uint32_t>(i));
       names_.push_back(sources_[i] + (path.empty() ? "" : ": " + path));
       const auto [first, is_new] = paths.emplace(sources_[i], path);
       if (!is_new)
@@ -54,10 +57,11 @@ class Rounds {
 
   // True when every collection succeeded, and there was one.
   bool Run() {
+    if (wanted_.empty()) throw std::runtime_error(NoSource(command_.only, sources_));
     bool success = true;
     for (int64_t round = 0; !Ends() && (command_.count == 0 || round < command_.count); ++round) {
       if (round > 0) Pause(std::chrono::duration<double>(command_.interval));
-      for (uint32_t index = 0; index < sources_.size() && !Ends(); ++index) success &= CollectFrom(index);
+      for (const uint32_t index : wanted_) success &= Ends() || CollectFrom(index);
     }
     if (command_.stats) std::cerr << statistics_.Table();
     if (collections_ == 0) Complain("interrupted before anything was collected");
@@ -100,7 +104,7 @@ class Rounds {
       output_.Write(lines);
       if (!collection.complete()) throw BrokenStream(Cause(collection, buffer_));
       const std::string json = ToJsonLine(sources_[index], collection.tokens);
-      if (!as_tokens) output_.Write((command_.format == Format::kPretty ? Indented(json) : json) + '\n');
+      if (!as_tokens) output_.Write((command_.format == Format::kPretty ? Readable(json) : json) + '\n');
       return true;
     } catch (const BrokenStream& error) {
       Complain(names_[index] + ": " + error.what());
@@ -108,11 +112,17 @@ class Rounds {
     }
   }
 
+  std::string Readable(const std::string& json) const {
+    const size_t columns = output_.Columns();
+    return columns == 0 ? Indented(json) : Shortened(Indented(json), columns);
+  }
+
   const Plugin& plugin_;
   const CommandLine& command_;
   HostedProvider& provider_;
   Output& output_;
   const std::vector<std::string> sources_;
+  std::vector<uint32_t> wanted_;    // the indexes of the sources to collect from
   std::vector<std::string> names_;  // of the sources, with the scripts' paths
   tev_data_serializer_t buffer_{static_cast<size_t>(command_.buffer_bytes)};
   Statistics statistics_;
@@ -152,7 +162,7 @@ bool Run(const CommandLine& command) {
   HostedProvider provider(plugin, command.options);
   return Conclude([&] {
     const bool started = Attempt([&] {
-      const Step step("the import, get_app_id or get_tag of a script");
+      const Step step("the import, get_app_id or get_tag of a script, which \"rubruf-host check\" names");
       provider.Initialize();
     });
     if (!started) return ExplainStart(plugin, scripts);

@@ -31,6 +31,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kGlance(50);          // how often the supervisor looks at the worker
 constexpr std::chrono::milliseconds kSameInterrupt(100);  // one key press or `timeout` may bring the signal twice
 constexpr std::chrono::seconds kPatience(2);              // with the end of the scripts, once the result is fixed
+constexpr std::chrono::seconds kLongStep(5);              // after which a script is named that is still at work
 
 enum Outcome : int { kNone = -1, kFailed = 0, kSucceeded = 1 };
 
@@ -39,7 +40,8 @@ struct Shared {
   std::atomic<bool> interrupted{false};
   std::atomic<int> outcome{kNone};
   std::atomic<bool> in_step{false};
-  std::array<char, 1024> who{};  // read when the worker has ended, or where a torn text does no harm
+  std::atomic<uint32_t> steps{0};  // begun so far
+  std::array<char, 1024> who{};    // read when the worker has ended, or where a torn text does no harm
   Tally tally;
 };
 Shared* shared = nullptr;
@@ -52,7 +54,7 @@ void Require(bool success, const char* what) {
 
 class Supervisor {
  public:
-  Supervisor(const std::function<bool()>& work, const OnLoss& on_loss) : on_loss_(on_loss) {
+  Supervisor(const std::function<bool()>& work, const OnLoss& on_loss) : work_(work), on_loss_(on_loss) {
     // Fresh memory is zero; the object's beginning is in this process.
     void* memory = mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     Require(memory != MAP_FAILED, "cannot share memory");
@@ -63,23 +65,10 @@ class Supervisor {
     action.sa_flags = SA_RESTART;
     sigaction(SIGINT, &action, nullptr);
     sigset_t watched;
-    sigset_t before;
     sigemptyset(&watched);
     sigaddset(&watched, SIGINT);
     sigaddset(&watched, SIGCHLD);
-    sigprocmask(SIG_BLOCK, &watched, &before);
-    const pid_t self = getpid();
-    worker_ = fork();
-    Require(worker_ >= 0, "cannot start a process");
-    if (worker_ == 0) {
-      prctl(PR_SET_PDEATHSIG, SIGKILL);
-      if (getppid() != self) _exit(EXIT_FAILURE);
-      sigprocmask(SIG_SETMASK, &before, nullptr);
-      Conclude(work);
-      std::cout.flush();
-      // Not exit: threads of scripts may still run, and would meet destroyed objects.
-      _exit(shared->outcome == kSucceeded ? EXIT_SUCCESS : EXIT_FAILURE);
-    }
+    sigprocmask(SIG_BLOCK, &watched, &mask_before_);
     signals_ = signalfd(-1, &watched, SFD_CLOEXEC | SFD_NONBLOCK);
     Require(signals_ >= 0, "cannot wait for signals");
   }
@@ -87,27 +76,66 @@ class Supervisor {
   Supervisor(const Supervisor&) = delete;
   Supervisor& operator=(const Supervisor&) = delete;
 
-  bool Wait() {
+  bool Run() {
+    while (true) {
+      StartWorker();
+      const std::optional<int> status = WaitForWorker();
+      if (!status) return shared->outcome == kSucceeded;
+      if (shared->outcome != kNone) {
+        if (WIFSIGNALED(*status)) {
+          Complain("the end of the scripts, in finalize, ended the process by signal " + SignalText(WTERMSIG(*status)));
+        }
+        return shared->outcome == kSucceeded && WIFEXITED(*status);
+      }
+      if (!TellLoss(*status) || shared->interrupted) return false;
+      shared->in_step = false;
+    }
+  }
+
+ private:
+  void StartWorker() {
+    const pid_t self = getpid();
+    worker_ = fork();
+    Require(worker_ >= 0, "cannot start a process");
+    if (worker_ > 0) return;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != self) _exit(EXIT_FAILURE);
+    sigprocmask(SIG_SETMASK, &mask_before_, nullptr);
+    Conclude(work_);
+    std::cout.flush();
+    // Not exit: threads of scripts may still run, and would meet destroyed objects.
+    _exit(shared->outcome == kSucceeded ? EXIT_SUCCESS : EXIT_FAILURE);
+  }
+
+  // The status of its end; null if it had to be ended although its work is done.
+  std::optional<int> WaitForWorker() {
     int status = 0;
     while (waitpid(worker_, &status, WNOHANG) == 0) {
       pollfd ready{signals_, POLLIN, 0};
       poll(&ready, 1, static_cast<int>(kGlance.count()));
       ReadSignals();
+      TellLongStep();
       if (HasNoEnd()) {
         Complain("a thread of a script, or a function of atexit, does not end: a host waits for it in finalize");
         EndWorker();
-        return shared->outcome == kSucceeded;
+        return std::nullopt;
       }
     }
-    if (shared->outcome == kNone) {
-      TellLoss(status);
-    } else if (WIFSIGNALED(status)) {
-      Complain("the end of the scripts, in finalize, ended the process by signal " + SignalText(WTERMSIG(status)));
-    }
-    return shared->outcome == kSucceeded && WIFEXITED(status);
+    return status;
   }
 
- private:
+  // Once for each step.
+  void TellLongStep() {
+    const uint32_t step = shared->steps;
+    if (step != seen_step_ || !shared->in_step) {
+      seen_step_ = step;
+      step_begun_ = Clock::now();
+    } else if (step != told_step_ && Clock::now() - step_begun_ > kLongStep) {
+      told_step_ = step;
+      Complain(Who() + ": at work for " + std::to_string(kLongStep.count()) + " seconds");
+    }
+  }
+
   void ReadSignals() {
     for (signalfd_siginfo signal{}; read(signals_, &signal, sizeof signal) == sizeof signal;) {
       if (signal.ssi_signo == SIGINT) OnInterrupt();
@@ -151,34 +179,40 @@ class Supervisor {
 
   static std::string Who() { return shared->who.data(); }
 
-  void TellLoss(int status) const {
+  // True if another worker is to go on.
+  bool TellLoss(int status) const {
     const bool by_signal = WIFSIGNALED(status);
     const std::string who = shared->in_step ? Who() : "a thread of a script";
     if (!by_signal) {
-      on_loss_(who, "ended the process with exit status " + std::to_string(WEXITSTATUS(status)) +
-                        ", as sys.exit and os._exit do: leave with return");
-      return;
+      return on_loss_(who, "ended the process with exit status " + std::to_string(WEXITSTATUS(status)) +
+                               ", as sys.exit and os._exit do: leave with return");
     }
     // Whoever read the output has gone.
     if (!shared->in_step && WTERMSIG(status) == SIGPIPE) EndBy(SIGPIPE);
-    on_loss_(who, "ended the process by signal " + SignalText(WTERMSIG(status)));
+    return on_loss_(who, "ended the process by signal " + SignalText(WTERMSIG(status)));
   }
 
+  const std::function<bool()>& work_;
   const OnLoss& on_loss_;
+  sigset_t mask_before_{};
   pid_t worker_ = -1;
   int signals_ = -1;
   Clock::time_point first_interrupt_;
+  Clock::time_point step_begun_;
+  uint32_t seen_step_ = 0;
+  uint32_t told_step_ = 0;
   std::optional<Clock::time_point> concluded_;
 };
 
 }  // namespace
 
-bool Supervise(const std::function<bool()>& work, const OnLoss& on_loss) { return Supervisor(work, on_loss).Wait(); }
+bool Supervise(const std::function<bool()>& work, const OnLoss& on_loss) { return Supervisor(work, on_loss).Run(); }
 
 Step::Step(const std::string& who) {
   const size_t length = std::min(who.size(), shared->who.size() - 1);
   std::copy_n(who.begin(), length, shared->who.begin());
   shared->who.at(length) = '\0';
+  ++shared->steps;
   shared->in_step = true;
 }
 

@@ -29,16 +29,19 @@ def call(function, text):
 
 
 def bind(request):
-    """Binds the script of {"path": ..., "function": ..., "tolerant": ..., "own_module": ...}.
+    """Binds the script of {"path": ..., "function": ..., "tolerant": ..., "own_module": ..., "lost": ...}.
 
     To be called for each script, before the plug-in binds them. Each byte of path and function is a character, because a
-    path need not be UTF-8.
+    path need not be UTF-8. A script that is lost would end the process, so an empty module takes its place.
     """
     wanted = json.loads(request)
     path, function = (os.fsdecode(wanted[key].encode("latin-1")) for key in ("path", "function"))
     script = Script(len(_scripts) + 1, path, function, wanted["tolerant"], wanted["own_module"])
     _scripts.append(script)
-    script.bind()
+    if wanted["lost"]:
+        script.put_stub()
+    else:
+        script.bind()
     return ""
 
 

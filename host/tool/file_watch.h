@@ -1,0 +1,40 @@
+// FileWatch: notices changes of scripts and .cfg files in directories.
+
+#ifndef RUBRUF_HOST_TOOL_FILE_WATCH_H_
+#define RUBRUF_HOST_TOOL_FILE_WATCH_H_
+
+#include <map>
+#include <set>
+#include <string>
+
+namespace standin {
+
+// Directories are watched, not files, because editors replace a file by renaming a new one.
+class FileWatch {
+ public:
+  // Throws std::system_error if the system has no watch left.
+  FileWatch();
+  ~FileWatch();
+  FileWatch(const FileWatch&) = delete;
+  FileWatch& operator=(const FileWatch&) = delete;
+
+  // Watches a directory from now on; again has no effect. False, with errno, if it cannot be watched.
+  bool Add(const std::string& directory);
+
+  // The watched directories, each by one of its names.
+  std::set<std::string> Directories() const;
+
+  // Readable when something has changed in a watched directory.
+  int descriptor() const { return inotify_; }
+
+  // The paths of the scripts and .cfg files that were written, renamed or removed since the last call.
+  std::set<std::string> Changed();
+
+ private:
+  int inotify_;
+  std::map<int, std::string> directories_;  // by the number of the watch
+};
+
+}  // namespace standin
+
+#endif  // RUBRUF_HOST_TOOL_FILE_WATCH_H_
