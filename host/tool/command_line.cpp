@@ -314,9 +314,8 @@ class Parser {
     AddNumber("--interval", command_.interval, "SECONDS", "Time between rounds");
     AddNumber("--buffer-bytes", command_.buffer_bytes, "N",
               "Size of the buffer: a token takes 16 bytes and its payload");
-    AddFormat(
-        {{"json", Format::kJson}, {"pretty", Format::kPretty}, {"tokens", Format::kTokens}},
-        "json (default): a line per collection; pretty: indented, on a terminal cut to the window; tokens: one a line");
+    AddFormat({{"json", Format::kJson}, {"pretty", Format::kPretty}, {"tokens", Format::kTokens}},
+              "json (default): a line per collection; pretty: indented, cut to the window; tokens: one a line");
     AddFlag("--tokens", "Short for --format tokens", [this] { command_.format = Format::kTokens; });
     AddFlag("--stats", "Tell the cost of each collection on standard error, and sum it up at the end",
             [this] { command_.stats = true; });
