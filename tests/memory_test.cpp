@@ -271,11 +271,15 @@ TEST_F(MemoryTest, CollectsOnWhenPythonHasSomeAgain) {
   const auto pair = Library().Symbol<void* (*)(const char*, ...)>("Py_BuildValue");
   const auto nothing_told = Messages();
   const Messages walk_told{Error("memory allocation error")};
+  // CPython 3.8 and 3.9 end the process where no memory is left to raise MemoryError: one request fails there, not all.
+  const std::string version = Library().Symbol<const char* (*)()>("Py_GetVersion")();
+  const bool dies_without_memory = version.rfind("3.8.", 0) == 0 || version.rfind("3.9.", 0) == 0;
   for (const char* tolerant : {"0", "1"}) {
     Finalize();
     Start({script}, Keys(std::string("tolerant=") + tolerant));
     std::vector<Token> expected = Collect().tokens;
     for (const bool all : {false, true}) {
+      if (all && dies_without_memory) continue;
       int failures[2] = {};  // in the script, in the walk
       for (int first = 1; first < 150; ++first) {
         log_.Take();
