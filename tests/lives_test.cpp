@@ -99,7 +99,8 @@ sys.path.insert(0, '/nowhere')
 pool = ThreadPoolExecutor(2)
 def state(): return *found, list(pool.map(abs, [-1, -2])), threading.main_thread() is threading.current_thread()
 )");
-  std::string first, notes;
+  std::string first;
+  std::string notes;
   for (int life = 0; life < 4; ++life) {
     const auto live = [&] {
       Start({script});

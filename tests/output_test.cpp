@@ -42,7 +42,7 @@ TEST_F(OutputTest, ReachesTheLogLineByLine) {
     return all;
   };
   const std::pair<std::string, std::string> kBodies[] = {
-      {"print('a', 1); print('b\\nc\\n'); sys.stderr.write('d\\n')", "6a 1|6b|6c|6|3d"},
+      {R"(print('a', 1); print('b\nc\n'); sys.stderr.write('d\n'))", "6a 1|6b|6c|6|3d"},
       {"sys.stdout.write('no '); sys.stderr.write('x'); sys.stdout.write('end')", "6no end|3x"},
       {"print('x' + chr(233) * 1000)", "6x" + times(490, e) + "|6" + times(491, e) + "|6" + times(19, e)},
       {"sys.stdout.write('x' * 983)", "6" + std::string(982, 'x') + "|6x"},
