@@ -1,10 +1,11 @@
 # rubruf_python: the Python to embed, as headers and a shared libpython.
 #
-# CMake's own finder knows only the versions of its day and may answer with a static archive, which would break every
-# extension module that a script imports. So the pairs of headers and library are looked for here: below
-# RUBRUF_PYTHON_ROOT where that is set, else below the system's prefixes; 3.8, the version of the contract, comes first,
-# then the newest. RUBRUF_PYTHON_DEBUG takes the debug build of each, which stands beside it under names with a "d".
-# Builds without the global interpreter lock are passed over, because nothing in the plug-in is made for them.
+# CMake's own finder knows only the versions that were current when it was written. It may also return a static archive,
+# which would break every extension module that a script imports. So this file looks for pairs of headers and library:
+# below RUBRUF_PYTHON_ROOT if that is set, else below the system's prefixes. Python 3.8 comes first, because it is the
+# oldest version that is supported, then the newest one. RUBRUF_PYTHON_DEBUG selects the debug build of each, which is
+# installed beside it under names with a "d". Builds without the global interpreter lock are skipped, because the plug-in
+# relies on that lock.
 
 set(prefixes ${RUBRUF_PYTHON_ROOT})
 if(NOT prefixes)
@@ -70,6 +71,6 @@ add_library(rubruf_python INTERFACE)
 target_include_directories(rubruf_python SYSTEM INTERFACE ${include_directory})
 target_link_libraries(rubruf_python INTERFACE ${library})
 if(RUBRUF_PYTHON_DEBUG AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
-  # Debian's headers of the debug build are links, but for one. g++ would follow them, and miss that one.
+  # In Debian's debug build all headers but one are links. g++ would follow the links, and not find that one header.
   target_compile_options(rubruf_python INTERFACE -fno-canonical-system-headers)
 endif()

@@ -106,6 +106,6 @@ bool PythonEventProvider::ScriptConfig::LogDictClb(const char* key, const char* 
 }
 
 void DestroyScriptConfigs(std::vector<PythonEventProvider::ScriptConfig*>& list) {
-  // The end of a script's objects may run Python code, which may ask for figures of the scripts that are left.
+  // Releasing a script's objects may run Python code, which may call rubruf.stats(): so the list is emptied first.
   for (const PythonEventProvider::ScriptConfig* script : std::exchange(list, {})) delete script;
 }

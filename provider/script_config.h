@@ -38,8 +38,8 @@ class PythonEventProvider::ScriptConfig {
   // then keeps the references that it got before the failure. The interpreter must run.
   bool SetPythonAttributes();
 
-  // The same, for the start of a life. A tolerant script that cannot be bound is left out of service after an error
-  // message: the result is then true, and its collections fail.
+  // Does the same as SetPythonAttributes at the start of a life. A tolerant script that cannot be bound is left out of
+  // service after an error message: the result is then true, and its collections fail.
   bool Bind();
 
   // Calls the module's function `name` without arguments and returns its text. Empty if the record is not bound, there
@@ -75,7 +75,7 @@ class PythonEventProvider::ScriptConfig {
   bool is_set = false;
   uint32_t force_sync = 0;       // the status of a complete collection: 0, or 2 to ask for a synchronisation
   bool tolerant = false;         // its faults do not concern other scripts; see provider/tolerance.h
-  bool own_module = false;       // loaded from its path, whatever other modules are called
+  bool own_module = false;       // loaded from its path, even if another module has its name
   PyObject* own_name = nullptr;  // owned; the name of a module of its own in sys.modules
   std::shared_ptr<ScriptStats> stats = std::make_shared<ScriptStats>();
 };

@@ -1,4 +1,4 @@
-// The check, from the configuration to the growth of memory. What is looked for inside Python is in rubruf_checker/.
+// The command `check`: calls every script and reports its faults. The part that runs in Python is in rubruf_checker/.
 
 #include "host/tool/check.h"
 
@@ -47,7 +47,7 @@ class Check {
     tally.importing = -1;
   }
 
-  // Has the provider bind the scripts. False, after a complaint, when it fails.
+  // Initializes the provider, which binds the scripts. Returns false after a complaint if that fails.
   bool Start(HostedProvider& provider) {
     const bool started = Attempt([&] {
       const Step step("get_app_id or get_tag of a script");
@@ -62,8 +62,8 @@ class Check {
     return started;
   }
 
-  // Collects from each script, as long as that is without a fault, and reports what was found. Goes on behind the
-  // scripts that a lost worker has reported. Without a provider it only reports.
+  // Collects from each script until its first fault, and reports what was found. Skips the scripts that an earlier
+  // worker has reported. If the provider could not be initialized, it only reports.
   void Collect(HostedProvider* provider) {
     const std::vector<uint32_t> wanted = Wanted();
     for (size_t i = SharedTally().reported; i < wanted.size(); ++i) {
@@ -113,7 +113,7 @@ class Check {
     }
   }
 
-  // The indexes of the scripts to report; all while their sources are unknown.
+  // Returns the indexes of the scripts to report: all of them while their sources are unknown.
   std::vector<uint32_t> Wanted() {
     std::vector<uint32_t> wanted;
     std::vector<std::string> sources;
@@ -127,7 +127,8 @@ class Check {
     return wanted;
   }
 
-  // Script by script: in rounds, what one leaves to be released by the next would show as growth of the one.
+  // Finishes one script before the next. In rounds, memory of one script that the next one releases would count as
+  // growth of the first.
   void CollectFrom(HostedProvider& provider, uint32_t index, int64_t times) {
     CheckedScript& checked = scripts_[index];
     Growth blocks(static_cast<size_t>(times));
@@ -135,7 +136,7 @@ class Check {
     for (int64_t i = 0; i < times && checked.sound && !stuck_ && !Interrupted(); ++i) {
       CollectOnce(provider, index);
       if (times < int64_t{Growth::kLeast}) continue;
-      malloc_trim(0);  // free pages, which would take in what a script keeps, and hide it
+      malloc_trim(0);  // because free pages would hide the memory that a script keeps
       const Checker::Memory memory = checker_->MemoryInUse();
       blocks.Add(memory.blocks);
       resident.Add(memory.resident_bytes);

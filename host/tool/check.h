@@ -7,8 +7,8 @@
 
 namespace standin {
 
-// True when there is no fault; warnings do not count. False as well when a signal ended it early. Throws
-// std::runtime_error when the plug-in cannot be used.
+// Returns true if there is no fault; warnings do not count. Returns false if a signal ended the check early. Throws
+// std::runtime_error if the plug-in cannot be used.
 bool CheckScripts(const CommandLine& command);
 
 }  // namespace standin

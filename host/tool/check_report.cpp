@@ -1,4 +1,4 @@
-// The report: a paragraph for each script, and a last line that sums up.
+// The report of `check`: a paragraph for each script, and a last line with the totals.
 
 #include "host/tool/check_report.h"
 

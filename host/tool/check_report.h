@@ -1,4 +1,4 @@
-// What "rubruf-host check" knows of each script, and how it says so.
+// The report of `check`: the findings about each script, and their text.
 
 #ifndef RUBRUF_HOST_TOOL_CHECK_REPORT_H_
 #define RUBRUF_HOST_TOOL_CHECK_REPORT_H_
@@ -17,34 +17,34 @@ namespace standin {
 struct CheckedScript {
   ConfiguredScript script;
   std::string cfg_path = {};  // of the file that configures it, if one does
-  std::string source = {};    // empty: the provider did not come so far
+  std::string source = {};    // empty if the provider could not be initialized
   std::string tag_origin = {};
-  bool sound = true;  // it can be called, and has returned nothing but what can be sent
+  bool sound = true;  // it can be called, and everything that it returned can be sent
   Findings errors;
   Findings warnings;
   size_t collections = 0;
   double seconds = 0;  // in the script's function, in all collections
   size_t tokens = 0;   // of the last collection
 
-  // How the report calls it.
+  // The name of the script in the report.
   std::string Name() const { return (source.empty() ? "" : source + ": ") + script.path; }
 };
 
-// Writes the report as the check goes on, so that it shows how far that came.
+// Writes the report while the check runs, so that the user sees how far the check is.
 class Report {
  public:
   explicit Report(bool colour);
 
-  // What there is to say of the configuration.
+  // Writes the remarks on the configuration.
   void Add(const Remarks& remarks);
-  // The paragraph of a script: what is known before it is called, and then the rest.
+  // Write the paragraph of a script: the part that is known before the call, and the rest.
   void Begin(const CheckedScript& checked);
   void Complete(const CheckedScript& checked);
-  // The last line.
+  // Writes the last line.
   void SumUp();
 
-  // In the supervisor: what ended a worker. True if another one is to go on with the next script; else the report is
-  // complete.
+  // Called in the supervisor: writes what ended a worker. Returns true if another worker is to go on with the next
+  // script, and false if the report is complete.
   static bool TellLoss(const std::string& who, const std::string& how);
 
  private:

@@ -1,4 +1,4 @@
-// The calls into the checker, which take and give JSON.
+// Calls the Python functions of the checker. Arguments and results are JSON.
 
 #include "host/tool/checker.h"
 
@@ -12,7 +12,7 @@ namespace {
 
 using nlohmann::json;
 
-// Each byte as a character, because a path need not be UTF-8.
+// Makes each byte a character, because a path need not be UTF-8.
 std::string BytesAsText(const std::string& bytes) {
   std::string text;
   for (const char c : bytes) {

@@ -14,7 +14,7 @@
 
 namespace standin {
 
-// Findings of one kind: how many there are, the texts of the first ones, and how many have none.
+// Findings of one kind: their number, the texts of the first ones, and the number of those without a text.
 struct Findings {
   size_t count = 0;
   std::vector<std::string> listed;
@@ -42,14 +42,15 @@ class Checker {
   // Starts Python. The plug-in must outlive the object. All operations throw std::runtime_error as PythonModule does.
   explicit Checker(const Plugin& plugin);
 
-  // Imports the script and puts a watch on its function, for the provider to bind. An empty module takes its place if
-  // that fails, and if it is `lost`: it is not imported then.
+  // Imports the script and wraps its function, so that the provider binds the wrapper. If the import fails, an empty
+  // module takes the place of the script. A `lost` script is not imported, and gets the empty module too.
   void Bind(const ConfiguredScript& script, bool lost = false);
-  // Ends what Bind has put in the plug-in's way. What is wrong with each script, before it is called.
+  // Restores what Bind has changed in modules, after the provider has bound the wrappers. Returns the faults of each
+  // script that are known before its first call.
   std::vector<Checked> Release();
-  // Of the last collection, once; null when the watch was not called.
+  // Returns the findings of the last collection, once. Null if the wrapper was not called.
   std::optional<Checked> Take();
-  // About threads of a script, by its number from 0.
+  // Returns the warnings about threads of a script. The number counts from 0.
   Checked Threads(size_t script);
 
   struct Memory {

@@ -1,4 +1,4 @@
-// The modules of rubruf_checker/, which the build makes texts of the program.
+// The Python sources in rubruf_checker/, compiled into the program as texts.
 
 #ifndef RUBRUF_HOST_TOOL_CHECKER_SOURCES_H_
 #define RUBRUF_HOST_TOOL_CHECKER_SOURCES_H_

@@ -1,4 +1,4 @@
-// Options of the command, and their translation into the plug-in's option keys.
+// The command-line parser, which translates flags into option keys of the plug-in.
 
 #include "host/tool/command_line.h"
 
@@ -24,7 +24,8 @@ namespace {
 constexpr int kUsageError = 2;
 constexpr double kMaxInterval = 1e9;
 
-// The library beside the executable; without one there, the loader's search decides.
+// Returns the path of the library beside the executable. If there is none, returns the bare name, for the loader to
+// find.
 std::string DefaultLibrary() {
   const auto beside = std::filesystem::read_symlink("/proc/self/exe").replace_filename("librubruf.so");
   return std::filesystem::exists(beside) ? beside.string() : "librubruf.so";
@@ -40,7 +41,7 @@ OptionList::value_type SplitPair(const std::string& option, const std::string& t
   return {text.substr(0, equals), text.substr(equals + 1)};
 }
 
-// The value that a name stands for. Throws CLI::ValidationError, with the names, for another one.
+// Returns the value called `name`. If there is none, throws CLI::ValidationError, which lists the known names.
 template <class Value>
 Value Named(const std::string& option, const std::map<std::string, Value>& values, const std::string& name) {
   if (const auto found = values.find(name); found != values.end()) return found->second;
@@ -49,7 +50,7 @@ Value Named(const std::string& option, const std::map<std::string, Value>& value
   throw CLI::ValidationError(option, "expected one of " + names + ", got " + name);
 }
 
-// The number that `text` is, whole. Not CLI11's own conversion: that takes too large a number for the largest one.
+// Converts the whole `text` to a number. CLI11's own conversion turns a number that is too large into the largest one.
 template <class Number>
 Number NumberFrom(const std::string& option, const std::string& text) {
   Number number{};
@@ -94,13 +95,13 @@ constexpr char kOptionsFooter[] = R"(Example:
 
 Prints KEY=VALUE a line, for the options dictionary of a host that configures the plug-in itself.)";
 
-// Options act in the order in which they stand, since some belong to the --script before them.
+// Handles options in the order of the command line, because some belong to the --script before them.
 class Parser {
  public:
   Parser() {
     app_.require_subcommand(1);
 #if CLI11_VERSION_MAJOR * 100 + CLI11_VERSION_MINOR >= 205
-    // Newer versions would fill the lines of a footer, examples included, as one paragraph.
+    // Newer versions join the lines of a footer, examples included, into one paragraph.
     app_.get_formatter()->enable_footer_formatting(false);
 #endif
     app_.footer(kFooter);
@@ -131,7 +132,7 @@ class Parser {
     const bool asks = first == "--help" || first == "-h" || first == "--version";
     if (!names_command && !asks) arguments.insert(arguments.begin(), "run");
     if (names_command && !asks) RequireCommand(first);
-    std::reverse(arguments.begin(), arguments.end());  // as CLI11 takes them
+    std::reverse(arguments.begin(), arguments.end());  // CLI11 expects the last argument first
     app_.parse(arguments);
 
     Require(command_.count >= 0, "--count", "must not be negative");
@@ -155,7 +156,7 @@ class Parser {
  private:
   using Handler = std::function<void(const std::string& value)>;
 
-  // The options added from here on are the command's.
+  // Options that are added after this call belong to the command.
   void AddCommand(const std::string& name, Action action, const std::string& description, const char* footer) {
     added_ = app_.add_subcommand(name, description);
     added_->footer(footer);
@@ -193,7 +194,7 @@ class Parser {
     throw CLI::ValidationError(name, "unknown command: " + Suggestion(name, kCommands));
   }
 
-  // A directory alone is the plug-in's own way. All else becomes scripts by options.
+  // The plug-in reads a single directory itself. All other targets become options that describe scripts.
   void AddTargets() {
     command_.targets = targets_;
     if (targets_.size() == 1 && only_.empty() && pending_option_.empty() && scripts_.empty() &&
@@ -216,7 +217,8 @@ class Parser {
     }
   }
 
-  // Those that --only names. If none has the tag, those without a tag: their get_tag decides, later.
+  // Returns the files that --only names. If no file has the tag, returns those without a tag, because their get_tag
+  // may return it later.
   std::vector<CfgFile> Chosen(std::vector<CfgFile> files) {
     if (only_.empty()) return files;
     std::vector<CfgFile> named;
@@ -328,7 +330,7 @@ class Parser {
   std::vector<std::string> targets_;
   std::string only_;
   std::vector<Script> scripts_;
-  Script pending_;  // what stands before any --script: for the only one of WHAT
+  Script pending_;  // options before the first --script: for the single script of WHAT
   std::string pending_option_;
   OptionList options_;
   OptionList overrides_;

@@ -1,4 +1,4 @@
-// The command line of rubruf-host.
+// CommandLine: what the arguments of rubruf-host ask for.
 
 #ifndef RUBRUF_HOST_TOOL_COMMAND_LINE_H_
 #define RUBRUF_HOST_TOOL_COMMAND_LINE_H_
@@ -29,11 +29,11 @@ struct CommandLine {
   std::optional<int> log_level;
   std::string log_file;  // empty: none
   bool log_syslog = false;
-  Remarks remarks;                // on .cfg files that the options do not lead to any more
-  std::vector<std::string> told;  // what the choice of scripts comes from, to be told
+  Remarks remarks;                // on .cfg files that are no longer visible in the options
+  std::vector<std::string> told;  // messages for the user about how the scripts were chosen
 
   // Of run.
-  int64_t count = 1;  // of rounds; 0: without end
+  int64_t count = 1;  // number of rounds; 0: until interrupted
   double interval = 1;
   int64_t buffer_bytes = 65536;
   bool stats = false;
@@ -42,13 +42,14 @@ struct CommandLine {
   int64_t repeat = 1;
 };
 
-// Whether to collect from the source.
+// Returns whether to collect from the source.
 bool Wants(const CommandLine& command, const std::string& source);
-// What to say if no source is wanted.
+// Returns the error message for an --only that names no source.
 std::string NoSource(const std::string& only, const std::vector<std::string>& sources);
 
-// Null, with the exit status, after the answer to --help or --version (status 0) and after a usage error (status 2).
-// Reads the .cfg files that the command line names.
+// Parses the command line, and reads the .cfg files that it names. Returns null and sets the exit status after --help
+// or
+// --version (status 0), and after a usage error (status 2).
 std::optional<CommandLine> ParseCommandLine(int argc, char** argv, int* status);
 
 }  // namespace standin

@@ -1,4 +1,4 @@
-// The .cfg files and the options, line by line and key by key.
+// Checks .cfg files line by line, and options key by key.
 
 #include "host/tool/configuration.h"
 
@@ -24,7 +24,7 @@ constexpr char kCollectionConfigs[] = "/config/collection_configs";
 constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 constexpr char kBlanks[] = " \t\n\v\f\r";
 
-// Keys as they stand in .cfg files. An argument's name follows the last one.
+// Keys as .cfg files have them. The last one is a prefix: the name of an argument follows.
 const std::string kFile = kFileOption + LengthOf(kOptionPrefix);
 const std::string kForceSync = kForceSyncOption + LengthOf(kOptionPrefix);
 const std::string kOwnModule = kOwnModuleOption + LengthOf(kOptionPrefix);
@@ -67,7 +67,7 @@ bool IsSwitch(const std::string& key) {
   return key == kForceSync || key == kOwnModule || key == kTolerant || key == kLogOutput || key == kReleaseLock;
 }
 
-// One .cfg file, line by line.
+// Reads one .cfg file line by line.
 class CfgReader {
  public:
   CfgReader(const std::string& path, Remarks* remarks) : file_{path}, remarks_(remarks) {}
@@ -143,7 +143,7 @@ class CfgReader {
   CfgFile file_;
   Remarks* remarks_;
   size_t number_ = 0;
-  std::map<std::string, size_t> lines_;  // of the keys
+  std::map<std::string, size_t> lines_;  // line numbers of the keys
 };
 
 void AddFile(const std::string& path, std::vector<CfgFile>* files, Remarks* remarks) {
@@ -171,7 +171,7 @@ std::vector<CfgFile> VirtualProviders(const std::string& names, Remarks* remarks
   return files;
 }
 
-// Options that describe scripts, or that stand beside .cfg files.
+// Checks the options that describe scripts, or that are given together with .cfg files.
 class OptionsReader {
  public:
   OptionsReader(const std::map<std::string, std::string>& options, Remarks* remarks)

@@ -1,4 +1,4 @@
-// Reads a configuration as the plug-in does, and tells what the plug-in passes over in silence.
+// Reads a configuration as the plug-in does, and reports what the plug-in ignores without a message.
 
 #ifndef RUBRUF_HOST_TOOL_CONFIGURATION_H_
 #define RUBRUF_HOST_TOOL_CONFIGURATION_H_
@@ -10,33 +10,33 @@
 
 namespace standin {
 
-// What there is to say, each with the file and line, or the option, that it is about.
+// Remarks on a configuration. Each names its file and line, or its option.
 struct Remarks {
   std::vector<std::string> errors;    // they keep all scripts from starting
-  std::vector<std::string> warnings;  // they do something else than what they look like
+  std::vector<std::string> warnings;  // the configuration does something else than it seems to
   std::vector<std::string> notes;
 };
 
 struct CfgFile {
   std::string path;
   bool enabled = true;
-  // Keys without "python-import-", each once, with its last value; "file" is always there, as a path that can be opened
-  // from the working directory.
+  // Keys without "python-import-", each once, with its last value. "file" is always present, as a path that can be
+  // opened from the working directory.
   OptionList settings = {};
 
-  // The value of a key; empty without one.
+  // Returns the value of a key; empty if there is none.
   std::string Value(const std::string& key) const;
 };
 
 // Throws std::runtime_error where the file cannot be read.
 CfgFile ReadCfgFile(const std::string& path, Remarks* remarks);
 
-// The files of a configuration directory, in the order of its listing, disabled ones included. Files that cannot be
-// read are left out, and an error.
+// Returns the files of a configuration directory in the order of its listing, disabled ones included. A file that
+// cannot be read is left out and reported as an error.
 std::vector<CfgFile> ReadCfgDirectory(const std::string& directory, Remarks* remarks);
 
-// The enabled .cfg files to which the options lead, in the order of the scripts; none where options alone describe the
-// scripts.
+// Returns the enabled .cfg files that the options refer to, in the order of the scripts. Empty if the options describe
+// the scripts themselves.
 std::vector<CfgFile> ReadConfiguration(const OptionList& options, Remarks* remarks);
 
 }  // namespace standin

@@ -1,4 +1,4 @@
-// FileWatch, by Linux's inotify.
+// FileWatch: implemented with inotify(7).
 
 #include "host/tool/file_watch.h"
 
@@ -15,7 +15,7 @@ namespace {
 
 constexpr uint32_t kChanges = IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE;
 
-// Hidden names are those of editors' own files.
+// Hidden files are ignored, because editors keep their own files under such names.
 bool IsOfInterest(const std::string& name) {
   const size_t dot = name.rfind('.');
   return name[0] != '.' && dot != std::string::npos && (name.substr(dot) == ".py" || name.substr(dot) == ".cfg");

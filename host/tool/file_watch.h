@@ -18,10 +18,10 @@ class FileWatch {
   FileWatch(const FileWatch&) = delete;
   FileWatch& operator=(const FileWatch&) = delete;
 
-  // Watches a directory from now on; again has no effect. False, with errno, if it cannot be watched.
+  // Starts to watch a directory. A second call for it has no effect. Returns false and sets errno on failure.
   bool Add(const std::string& directory);
 
-  // The watched directories, each by one of its names.
+  // The watched directories. A directory with several names appears under one of them.
   std::set<std::string> Directories() const;
 
   // Readable when something has changed in a watched directory.

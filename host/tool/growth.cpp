@@ -1,4 +1,4 @@
-// Amounts at the borders of the windows.
+// Detects steady growth in a series of measurements.
 
 #include "host/tool/growth.h"
 

@@ -1,4 +1,4 @@
-// The level and the destination of the plug-in's messages.
+// Sets the level and the destination of the plug-in's messages.
 
 #include "host/tool/log_setup.h"
 

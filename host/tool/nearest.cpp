@@ -1,4 +1,4 @@
-// The edit distance between names, where case and the kind of dash do not matter.
+// Suggestions for misspelt names, by edit distance. Case and the kind of dash do not matter.
 
 #include "host/tool/nearest.h"
 

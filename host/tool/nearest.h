@@ -1,4 +1,4 @@
-// Finds the name that was meant by a name that is unknown.
+// Suggests a known name for an unknown one.
 
 #ifndef RUBRUF_HOST_TOOL_NEAREST_H_
 #define RUBRUF_HOST_TOOL_NEAREST_H_

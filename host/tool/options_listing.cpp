@@ -1,4 +1,4 @@
-// One entry for each key.
+// The command `options`: prints one entry for each key.
 
 #include "host/tool/options_listing.h"
 

@@ -1,4 +1,4 @@
-// The real standard output moves to a descriptor of its own, which programs that a script starts do not inherit.
+// Output: moves the real standard output to a new descriptor, which programs started by scripts do not inherit.
 
 #include "host/tool/output.h"
 

@@ -1,4 +1,4 @@
-// Standard output, kept for the host alone.
+// Output: standard output, reserved for the results of rubruf-host.
 
 #ifndef RUBRUF_HOST_TOOL_OUTPUT_H_
 #define RUBRUF_HOST_TOOL_OUTPUT_H_
@@ -10,7 +10,7 @@
 
 namespace standin {
 
-// Takes the process's standard output over; whatever else is written to it from then on, as by a script's print(), goes
+// Takes over the standard output of the process. Everything else that is written to it, as by print() in a script, goes
 // to standard error. Construction and Write throw std::system_error on failure.
 class Output {
  public:

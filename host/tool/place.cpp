@@ -1,4 +1,4 @@
-// Follows the open lists and dictionaries of a stream.
+// Finds the place in a result by following the lists and dictionaries that its tokens open.
 
 #include "host/tool/place.h"
 
@@ -9,8 +9,8 @@ namespace {
 
 struct Container {
   bool is_dict;
-  size_t items = 0;      // complete ones; in a dictionary with the one whose key came last
-  std::string key = {};  // that came last
+  size_t items = 0;      // complete ones; in a dictionary also the one whose key was the last key
+  std::string key = {};  // the last key
 };
 
 std::string KeyStep(const std::string& key) {
@@ -19,7 +19,7 @@ std::string KeyStep(const std::string& key) {
   return plain ? "." + key : "[" + Quoted(key) + "]";
 }
 
-// The place of the item of each of the containers.
+// Joins the places in the open containers to one text.
 std::string Path(const std::vector<Container>& open) {
   std::string path;
   for (const Container& container : open) {

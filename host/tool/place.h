@@ -1,4 +1,4 @@
-// Where in a result a collection stopped.
+// Names the place in a result at which a collection stopped.
 
 #ifndef RUBRUF_HOST_TOOL_PLACE_H_
 #define RUBRUF_HOST_TOOL_PLACE_H_
@@ -10,8 +10,8 @@
 
 namespace standin {
 
-// The place of the value that would follow `tokens`: disks[3].name, or "the key behind disks[3].name" where a key would
-// follow.
+// Returns the place of the value that would follow `tokens`: "disks[3].name", or "the key behind disks[3].name" if a
+// key would follow.
 std::string PlaceBehind(const std::vector<Token>& tokens);
 
 }  // namespace standin

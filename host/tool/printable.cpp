@@ -1,4 +1,4 @@
-// Escapes by UTF-8's own structure.
+// Escapes control characters and cuts lines; decodes UTF-8 itself, because bytes may be invalid.
 
 #include "host/tool/printable.h"
 
@@ -12,7 +12,7 @@ unsigned char ByteAt(const std::string& text, size_t i) {
   return i < text.size() ? static_cast<unsigned char>(text[i]) : '\0';
 }
 
-// The length of the UTF-8 character at `i`; 0 where there is none. Overlong forms and surrogates are none.
+// Returns the length of the UTF-8 character at `i`; 0 if the bytes are invalid, overlong or a surrogate.
 size_t CharacterLength(const std::string& text, size_t i) {
   const unsigned char first = ByteAt(text, i);
   const unsigned char second = ByteAt(text, i + 1);
@@ -27,7 +27,7 @@ size_t CharacterLength(const std::string& text, size_t i) {
   return length;
 }
 
-// How many columns of a terminal the character at `i` takes. From U+3000 on, where the wide ones begin, all count two.
+// Returns the columns that the character at `i` takes in a terminal: two from U+3000 on, where most are wide, else one.
 size_t Columns(const std::string& text, size_t i) { return ByteAt(text, i) < 0xE3 ? 1 : 2; }
 
 // `line` has no line end.

@@ -1,4 +1,4 @@
-// The child processes of --watch, and what they wait for.
+// The option --watch: runs the command in child processes and waits for changes of files.
 
 #include "host/tool/repeater.h"
 
@@ -31,12 +31,12 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr milliseconds kQuiet(100);      // without further changes: then the editor is done
-constexpr milliseconds kPatience(2000);  // with a command that an interrupt is to end
-constexpr milliseconds kRetry(500);      // of watching a directory that is not there
+constexpr milliseconds kQuiet(100);      // without another change; after that the editor has written everything
+constexpr milliseconds kPatience(2000);  // for a command to end after an interrupt
+constexpr milliseconds kRetry(500);      // until a missing directory is looked for again
 constexpr milliseconds kForever(-1);
 
-// A file's directory, and the one of the file that it is a link to.
+// Returns the directory of a file and, if the file is a link, the directory of its target.
 void AddDirectoriesOf(const std::filesystem::path& file, std::set<std::string>* directories) {
   std::error_code ignored;
   const std::filesystem::path directory = file.has_parent_path() ? file.parent_path() : ".";
@@ -45,7 +45,7 @@ void AddDirectoriesOf(const std::filesystem::path& file, std::set<std::string>* 
   if (of_target != std::filesystem::weakly_canonical(directory, ignored)) directories->insert(of_target);
 }
 
-// The directories of all scripts and .cfg files that the command reads.
+// Returns the directories of all scripts and .cfg files that the command reads.
 std::set<std::string> DirectoriesOf(const CommandLine& command) {
   std::set<std::string> directories;
   const auto add = [&directories](const std::string& target) {
@@ -152,7 +152,7 @@ class Repeater {
     return changed;
   }
 
-  // At the end the child has the signal already, and time to act on it.
+  // After an interrupt the child has had the signal already, and gets time to act on it.
   void StopChild() {
     if (child_ >= 0 && !ends_) kill(child_, SIGINT);
     for (const auto start = Clock::now(); child_ >= 0 && !ends_ && Clock::now() - start < kPatience;) {
@@ -181,14 +181,14 @@ class Repeater {
     if (child_ < 0 || waitpid(child_, &status, WNOHANG) != child_) return;
     child_ = -1;
     status_ = WIFEXITED(status) ? WEXITSTATUS(status) : EXIT_FAILURE;
-    // Whoever read the output has gone.
+    // The reader of the output is gone.
     if (WIFSIGNALED(status) && WTERMSIG(status) == SIGPIPE) ends_ = true;
   }
 
   const ReadCommand& read_command_;
   const std::function<bool(const CommandLine&)>& execute_;
   FileWatch files_;
-  std::set<std::string> missing_;  // to be watched, but not there
+  std::set<std::string> missing_;  // directories to watch that do not exist
   sigset_t mask_before_{};
   int signals_ = -1;
   pid_t child_ = -1;

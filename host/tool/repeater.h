@@ -10,11 +10,11 @@
 
 namespace standin {
 
-// Reads the command line anew, because .cfg files decide what it means. Null, with the exit status, if it is wrong.
+// Parses the command line again, because it reads .cfg files. Returns null and sets the exit status if it is wrong.
 using ReadCommand = std::function<std::optional<CommandLine>(int* status)>;
 
-// Executes the command in a child process, and again after each change, until an interrupt or SIGTERM, which the child
-// gets too. A change ends a command that still runs. Returns the exit status of the last child. Throws
+// Runs the command in a child process, and again after each change, until an interrupt or SIGTERM, which the child gets
+// too. A change ends a command that is still running. Returns the exit status of the last child. Throws
 // std::system_error.
 int RepeatOnChange(const ReadCommand& read_command, const std::function<bool(const CommandLine&)>& execute);
 

@@ -1,4 +1,4 @@
-// Rounds of one collection per source.
+// The command `run`: collects from each source in rounds and prints what arrives.
 
 #include "host/tool/run.h"
 
@@ -24,7 +24,7 @@
 namespace standin {
 namespace {
 
-// Why `collection` is not complete, and what to do about it.
+// Explains why `collection` is not complete, and what to do about it.
 std::string Cause(const Collection& collection, const tev_data_serializer_t& buffer) {
   if (collection.oversized) {
     return "a token of " + std::to_string(collection.oversized->bytes()) + " bytes does not fit the buffer of " +
@@ -55,7 +55,7 @@ class Rounds {
     }
   }
 
-  // True when every collection succeeded, and there was one.
+  // Returns true if there was a collection and all of them succeeded.
   bool Run() {
     if (wanted_.empty()) throw std::runtime_error(NoSource(command_.only, sources_));
     bool success = true;
@@ -93,7 +93,7 @@ class Rounds {
     return provider_.Collect(index, &buffer_);
   }
 
-  // Prints what one collection brought, and complains when it is not complete. True when it is.
+  // Prints the data of one collection, and complains if it is not complete. Returns whether it is complete.
   bool Show(uint32_t index, const Collection& collection) {
     const bool as_tokens = command_.format == Format::kTokens;
     try {
@@ -130,7 +130,7 @@ class Rounds {
   bool stuck_ = false;
 };
 
-// Names the files and options for which the plug-in refuses the options, because its messages do not in every case.
+// Names the files and options that made the plug-in refuse the options. The plug-in's messages do not always name them.
 void ExplainRefusal(const OptionList& options) {
   Remarks remarks;
   ReadConfiguration(options, &remarks);
@@ -139,8 +139,8 @@ void ExplainRefusal(const OptionList& options) {
   }
 }
 
-// Tells which script kept the provider from starting, because the plug-in's messages do not name it in every case.
-// Returns false, for convenience.
+// Names the script that kept the provider from starting. The plug-in's messages do not always name it. Always returns
+// false, so that the caller can return the result.
 bool ExplainStart(const Plugin& plugin, const std::vector<ConfiguredScript>& scripts) {
   Checker checker(plugin);
   for (const ConfiguredScript& script : scripts) checker.Bind(script);

@@ -7,7 +7,7 @@
 
 namespace standin {
 
-// True when every collection succeeded; what did not is told on standard error. Throws std::runtime_error when the
+// Returns true if every collection succeeded. Reports failures on standard error. Throws std::runtime_error if the
 // plug-in cannot be used.
 bool Run(const CommandLine& command);
 

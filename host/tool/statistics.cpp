@@ -1,4 +1,4 @@
-// Sums and extremes per source.
+// Statistics: sums and extremes of the cost of collections, per source.
 
 #include "host/tool/statistics.h"
 

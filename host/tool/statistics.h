@@ -1,4 +1,4 @@
-// What collections cost: a line for each, and a table for all.
+// Statistics: the cost of collections, as a line for each and a table for all.
 
 #ifndef RUBRUF_HOST_TOOL_STATISTICS_H_
 #define RUBRUF_HOST_TOOL_STATISTICS_H_

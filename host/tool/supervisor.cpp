@@ -1,4 +1,4 @@
-// The worker, the memory that it shares with its supervisor, and its end.
+// The supervisor and its worker process: the memory that they share, signals, and how the worker ends.
 
 #include "host/tool/supervisor.h"
 
@@ -30,18 +30,18 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kGlance(50);          // how often the supervisor looks at the worker
 constexpr std::chrono::milliseconds kSameInterrupt(100);  // one key press or `timeout` may bring the signal twice
-constexpr std::chrono::seconds kPatience(2);              // with the end of the scripts, once the result is fixed
-constexpr std::chrono::seconds kLongStep(5);              // after which a script is named that is still at work
+constexpr std::chrono::seconds kPatience(2);              // for the scripts to end after the exit status is decided
+constexpr std::chrono::seconds kLongStep(5);              // after which a script that is still running is named
 
 enum Outcome : int { kNone = -1, kFailed = 0, kSucceeded = 1 };
 
-// In memory that worker and supervisor share.
+// Lies in memory that worker and supervisor share.
 struct Shared {
   std::atomic<bool> interrupted{false};
   std::atomic<int> outcome{kNone};
   std::atomic<bool> in_step{false};
   std::atomic<uint32_t> steps{0};  // begun so far
-  std::array<char, 1024> who{};    // read when the worker has ended, or where a torn text does no harm
+  std::array<char, 1024> who{};    // read after the worker has ended, or where a half-written text does no harm
   Tally tally;
 };
 Shared* shared = nullptr;
@@ -55,11 +55,11 @@ void Require(bool success, const char* what) {
 class Supervisor {
  public:
   Supervisor(const std::function<bool()>& work, const OnLoss& on_loss) : work_(work), on_loss_(on_loss) {
-    // Fresh memory is zero; the object's beginning is in this process.
+    // The constructor runs in this process, before the fork; new memory is zero.
     void* memory = mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     Require(memory != MAP_FAILED, "cannot share memory");
     shared = new (memory) Shared;
-    // A handler, in the worker too: programs that scripts start get the default back, which they would not of "ignore".
+    // A handler, not SIG_IGN: programs that scripts start would inherit SIG_IGN, but get the default for a handler.
     struct sigaction action {};
     action.sa_handler = IgnoreSignal;
     action.sa_flags = SA_RESTART;
@@ -103,11 +103,11 @@ class Supervisor {
     sigprocmask(SIG_SETMASK, &mask_before_, nullptr);
     Conclude(work_);
     std::cout.flush();
-    // Not exit: threads of scripts may still run, and would meet destroyed objects.
+    // _exit instead of exit, because threads of scripts may still run and use objects that exit destroys.
     _exit(shared->outcome == kSucceeded ? EXIT_SUCCESS : EXIT_FAILURE);
   }
 
-  // The status of its end; null if it had to be ended although its work is done.
+  // Returns the wait status of the worker; null if it had to be killed although its work was done.
   std::optional<int> WaitForWorker() {
     int status = 0;
     while (waitpid(worker_, &status, WNOHANG) == 0) {
@@ -165,7 +165,7 @@ class Supervisor {
     waitpid(worker_, nullptr, 0);
   }
 
-  // Ends this process as the signal does.
+  // Ends this process with the signal's default action.
   static void EndBy(int signal) {
     std::signal(signal, SIG_DFL);
     sigset_t only;
@@ -179,7 +179,7 @@ class Supervisor {
 
   static std::string Who() { return shared->who.data(); }
 
-  // True if another worker is to go on.
+  // Returns true if another worker is to go on.
   bool TellLoss(int status) const {
     const bool by_signal = WIFSIGNALED(status);
     const std::string who = shared->in_step ? Who() : "a thread of a script";
@@ -187,7 +187,7 @@ class Supervisor {
       return on_loss_(who, "ended the process with exit status " + std::to_string(WEXITSTATUS(status)) +
                                ", as sys.exit and os._exit do: leave with return");
     }
-    // Whoever read the output has gone.
+    // The reader of the output is gone.
     if (!shared->in_step && WTERMSIG(status) == SIGPIPE) EndBy(SIGPIPE);
     return on_loss_(who, "ended the process by signal " + SignalText(WTERMSIG(status)));
   }
@@ -235,7 +235,7 @@ Tally& SharedTally() { return shared->tally; }
 bool Conclude(const std::function<bool()>& work) {
   bool success = false;
   Attempt([&] { success = work(); });
-  // The first result counts: that of an inner Conclude.
+  // If calls of Conclude are nested, the result of the inner one counts, because it comes first.
   int none = kNone;
   shared->outcome.compare_exchange_strong(none, success ? kSucceeded : kFailed);
   return success;

@@ -15,7 +15,7 @@
 
 namespace standin {
 
-// What the report of "check" amounts to so far, where the supervisor can complete it and the next worker goes on.
+// The progress of `check`, in shared memory: the supervisor completes the report with it, and the next worker goes on.
 struct Tally {
   std::atomic<uint32_t> workers{0};
   std::atomic<uint32_t> scripts{0};
@@ -27,17 +27,18 @@ struct Tally {
   std::atomic<bool> line_is_open{false};
 };
 
-// Called in the supervisor when `who`, a script, ended the worker in the way `how`. True if another worker is to go on.
+// Called in the supervisor after the script `who` ended the worker; `how` describes it. Returns true if another worker
+// is to go on.
 using OnLoss = std::function<bool(const std::string& who, const std::string& how)>;
 
-// Has `work` done in a worker, which ends with it and with this process. True when that succeeded. A script that is at
-// work for long is named. An interrupt is a wish to end: the first one tells what it waits for, a second one ends the
-// process. All other signals act at once.
+// Runs `work` in a worker process, which ends when the work or this process ends. Returns whether the work succeeded.
+// Names a script that runs for a long time. After the first interrupt it says what it waits for; the second one ends
+// the process. All other signals act at once.
 bool Supervise(const std::function<bool()>& work, const OnLoss& on_loss);
 
-// What follows is for the worker.
+// The declarations below are for the worker.
 
-// While it lives, a script is at work. One at a time.
+// Marks the time in which a script runs. There is at most one Step at a time.
 class Step {
  public:
   explicit Step(const std::string& who);
@@ -48,17 +49,17 @@ class Step {
 
 Tally& SharedTally();
 
-// Does `work`, and fixes that success is what the command ends with, because the end of the scripts, which follows, may
-// never come. A std::exception is a failure, after a complaint.
+// Runs `work`, and stores its success as the result of the command, because the finalization of the scripts that
+// follows may never end. Reports a std::exception as a failure.
 bool Conclude(const std::function<bool()>& work);
 
-// Does `work`. False after a complaint when it throws a std::exception.
+// Runs `work`. If it throws a std::exception, reports that and returns false.
 bool Attempt(const std::function<void()>& work);
 
-// A line on standard error.
+// Writes a line to standard error.
 void Complain(const std::string& message);
 
-// Whether the user wishes an end.
+// Returns whether the user has interrupted the process.
 bool Interrupted();
 
 // Returns after `time`, and early on an interrupt.

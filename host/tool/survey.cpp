@@ -1,4 +1,4 @@
-// The survey of configured scripts, by the configuration that the plug-in logs.
+// The survey of configured scripts: parses the configuration that the plug-in logs.
 
 #include "host/tool/survey.h"
 
@@ -18,7 +18,7 @@
 namespace standin {
 namespace {
 
-// Adds what `message` tells of a script.
+// Adds the field of a script that `message` logs.
 void Read(const std::string& message, std::vector<ConfiguredScript>* scripts) {
   const std::optional<LoggedField> field = FieldIn(message);
   if (!field) return;
@@ -34,7 +34,7 @@ void Read(const std::string& message, std::vector<ConfiguredScript>* scripts) {
   if (field->name.empty()) script.arguments.push_back(field->value);
 }
 
-// Has the plug-in's messages written to memory while it lives. Not a log function: what that gets is cut.
+// Writes the plug-in's messages to memory while it lives. A log function would get long messages cut.
 class LogFile {
  public:
   explicit LogFile(const Plugin& plugin)

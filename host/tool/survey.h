@@ -1,4 +1,4 @@
-// Which scripts a set of host options stands for, as the plug-in reads it.
+// Finds out which scripts a set of host options configures, as the plug-in reads it.
 
 #ifndef RUBRUF_HOST_TOOL_SURVEY_H_
 #define RUBRUF_HOST_TOOL_SURVEY_H_
@@ -14,7 +14,7 @@ namespace standin {
 struct ConfiguredScript {
   std::string path;
   std::string function;
-  std::string tag;  // from the configuration, else the one that is made from the path
+  std::string tag;  // from the configuration, else a hash of the path
   bool own_module = false;
   bool tolerant = false;
   std::vector<std::string> arguments;  // NAME=VALUE
@@ -22,9 +22,9 @@ struct ConfiguredScript {
   bool tag_configured() const;
 };
 
-// Asks the plug-in, through the configuration that it logs, in a life of the provider that ends before Python starts.
-// In the order of the source indexes; none when the plug-in refuses the options. The plug-in's messages are not shown:
-// those of the next life are the same.
+// Creates a provider, parses the configuration that it logs, and ends it before Python starts. Returns the scripts in
+// the order of the source indexes; none if the plug-in refuses the options. The plug-in's messages are not shown,
+// because the next provider logs the same ones.
 std::vector<ConfiguredScript> Survey(const Plugin& plugin, const OptionList& options);
 
 }  // namespace standin

@@ -1,4 +1,4 @@
-// Reading targets, and their translation into the plug-in's options.
+// Reads targets and translates them into options of the plug-in.
 
 #include "host/tool/targets.h"
 

@@ -19,12 +19,12 @@ struct Script {
 
 Script FromFile(const CfgFile& file);
 
-// The options for the plug-in. A single script has the plain keys; several have numbered ones.
+// Returns the options for the plug-in. A single script gets plain keys; several get numbered ones.
 OptionList ScriptOptions(const std::vector<Script>& scripts);
 
-// The .cfg files of the targets. A directory stands for its enabled ones, and a script for the one of its name beside
-// it. A script without one counts as a file that only names it. `told` receives which file configures which script, for
-// targets that are no directories. Throws std::runtime_error if a file cannot be read.
+// Returns the .cfg files of the targets: of a directory the enabled ones, of a script the one of its name beside it. A
+// script without one counts as a .cfg file that names only the script. `told` receives which file configures which
+// script, for targets that are no directories. Throws std::runtime_error if a file cannot be read.
 std::vector<CfgFile> ReadTargets(const std::vector<std::string>& targets, Remarks* remarks,
                                  std::vector<std::string>* told);
 

@@ -16,19 +16,19 @@ void LogOtherPython(const char* version) {
                version, kVersion);
 }
 
-// Extension modules do not link libpython, and a host that loads us with RTLD_LOCAL keeps our dependencies to us.
-// Without success such an import fails with "undefined symbol", and everything else works.
+// Extension modules do not link libpython, and a host that loads us with RTLD_LOCAL hides our dependencies
+// from them. If this fails, importing an extension module fails with "undefined symbol"; everything else works.
 void PromoteLibpython() {
   Dl_info info;
   if (dladdr(reinterpret_cast<void*>(&Py_InitializeEx), &info) == 0) return;
   void* library = dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD);
   if (library == nullptr) return;
-  // Other namespaces than the first have no global scope; before 2.34 glibc crashes when asked for it.
+  // Only the first namespace has a global scope. In others, glibc before 2.34 crashes on RTLD_GLOBAL.
   Lmid_t space = LM_ID_BASE;
   if (dlinfo(library, RTLD_DI_LMID, &space) == 0 && space == LM_ID_BASE) {
     // It also stays loaded when we are unloaded: extension modules and threads of scripts may outlive us and need it.
     void* promoted = dlopen(info.dli_fname, RTLD_NOW | RTLD_GLOBAL | RTLD_NOLOAD | RTLD_NODELETE);
-    // Scope and stay are the library's; only the handles end.
+    // The flags stay with the library after the handle is closed.
     if (promoted != nullptr) dlclose(promoted);
   }
   dlclose(library);
@@ -36,8 +36,8 @@ void PromoteLibpython() {
 
 }  // namespace
 
-// The inlined parts of CPython's interface are those of one version. Another one can come before it in the process,
-// from a host that links it.
+// Macros and inline functions of CPython are compiled in for one version. A host that links another version may have
+// loaded that one first.
 bool IsPythonOfThisBuild() {
   if (strncmp(Py_GetVersion(), kVersion, strlen(kVersion)) == 0) return true;
   LogOtherPython(Py_GetVersion());

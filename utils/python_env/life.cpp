@@ -9,7 +9,8 @@
 
 namespace {
 
-// In sys: the namespace of life.py. It outlasts this library, which a host may unload while the interpreter stays.
+// The name under which `sys` keeps the namespace of life.py. There it survives when a host unloads this library and the
+// interpreter stays.
 constexpr char kLife[] = "_rubruf_life";
 
 }  // namespace

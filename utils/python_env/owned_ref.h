@@ -1,7 +1,7 @@
-// OwnedRef: a strong reference to a Python object, given back when it goes out of scope.
+// OwnedRef: a strong reference to a Python object, released when it goes out of scope.
 //
-// Made from a new reference, and null where the call that made it failed; NewRef makes one of a borrowed reference.
-// Only while the interpreter runs, on its thread.
+// Constructed from a new reference; null if the call that returned it failed. NewRef makes one from a borrowed
+// reference. Use it only while the interpreter runs, on the thread that holds the lock.
 
 #ifndef RUBRUF_UTILS_PYTHON_ENV_OWNED_REF_H_
 #define RUBRUF_UTILS_PYTHON_ENV_OWNED_REF_H_

@@ -46,7 +46,7 @@ def bind(request):
 
 
 def release(_):
-    """Ends what bind() has put in the plug-in's way. Returns the findings for each script."""
+    """Restores what bind() has changed in modules. Returns the findings for each script."""
     put_back()
     return json.dumps([script.findings.plain() for script in _scripts])
 
