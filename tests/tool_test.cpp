@@ -267,9 +267,10 @@ TEST_F(ToolTest, TellsMistakesOfConfigurations) {
     ExpectAll({said}, Run("check b"));
   }
   ExpectAll(
-      {"option python-import-2-tags: unknown", "python-import-2-tag", "script 2 has no option python-import-2-file"},
+      {"option python-import-2-tags: unknown", "python-import-2-tag", "script 2 has no option python-import-2-file",
+       "option python-import-1-arg-x: unknown and ignored: did you mean python-import-arg-1-x?"},
       Run("check --enable-provider python --option python-import-num-scripts=2 --option python-import-1-file=b/x.py "
-          "--option python-import-2-tags=x"));
+          "--option python-import-2-tags=x --option python-import-1-arg-x=1"));
   std::filesystem::create_symlink("nowhere", dir_ / "b/README");
   for (const char* command : {"run b", "check b"})
     ExpectAll({"b/README: the link leads nowhere", "status 1"}, Run(command));

@@ -206,7 +206,13 @@ class OptionsReader {
         if (std::stoul("0" + name.substr(0, std::min<size_t>(digits, 9))) > Scripts()) {
           remarks_->warnings.push_back("option " + key + ": there is no script of this number");
         }
+        const std::string number = name.substr(0, digits + 1);
         name = name.substr(digits + 1);
+        if (StartsWith(name, kArgument)) {
+          const std::string meant = kArgumentPrefix + number + name.substr(kArgument.size());
+          remarks_->warnings.push_back("option " + key + ": unknown and ignored: did you mean " + meant + "?");
+          return;
+        }
       }
       if (IsKnown(name, known)) return CheckValue(key, name, value);
     }
