@@ -1,4 +1,5 @@
-// The two streams: Python's own text streams, each above a raw stream whose functions are those below.
+// The replacements of sys.stdout and sys.stderr: text streams of Python on top of raw streams that this file
+// implements.
 
 #include "provider/script_output.h"
 
@@ -18,12 +19,12 @@ namespace {
 
 struct Stream {
   const char* name;      // in sys
-  const char* ours;      // in sys from the first Install on: the stream of ours, one for all lives of an interpreter
-  const char* replaced;  // in sys from Install to Remove: what ours stands in the place of
-  const char* label;     // the name that the stream tells
+  const char* ours;      // the name in sys under which our stream stays from the first Install on, for all lives
+  const char* replaced;  // the name in sys of the replaced stream, from Install to Remove
+  const char* label;     // the stream's attribute `name`
   int level;
-  // The line that has not ended: of the thread that drives the provider, and of all others. Never destroyed, because
-  // threads of scripts may print until the very end of the process.
+  // The unfinished lines of the thread that drives the provider, and of all other threads. Never destroyed, because
+  // threads of scripts may print until the process ends.
   std::string& own_line;
   std::string& others_line;
 };
@@ -45,10 +46,10 @@ void EndLine(std::string& line, int level) {
   }
 }
 
-// Logs the lines that end in `text`, and keeps what has not ended and fits a message. Throws std::bad_alloc.
+// Logs the lines that end in `text`. Keeps the rest until its line ends or fills a message. Throws std::bad_alloc.
 void Append(Stream& stream, const char* text, size_t size) {
   std::string& line = host_log::OnDrivingThread() ? stream.own_line : stream.others_line;
-  // The host's log function may print, and then finds no unfinished line.
+  // The line is taken out first, because the host's log function may print and so call Append again.
   std::string whole = std::exchange(line, {});
   whole.append(text, size);
   const size_t ended = whole.rfind('\n') + 1;  // 0 without a line end
@@ -59,7 +60,7 @@ void Append(Stream& stream, const char* text, size_t size) {
 
 int DescriptorOf(PyObject* descriptor) { return static_cast<int>(PyLong_AsLong(descriptor)); }
 
-// Between lives there is no log for it.
+// Writes to the process's own stream, because between lives there is no log.
 void WriteToProcess(int descriptor, const char* text, Py_ssize_t size) {
   Py_BEGIN_ALLOW_THREADS;
   while (size > 0) {
@@ -149,7 +150,7 @@ bool Replace(const Stream& stream, int descriptor) {
          PySys_SetObject(stream.ours, ours.get()) == 0 && PySys_SetObject(stream.name, ours.get()) == 0;
 }
 
-// Leaves a stream that a script has put in the place of ours.
+// Puts the replaced stream back, unless a script has put another one in the place of ours.
 void PutBack(const Stream& stream) {
   PyObject* const found = PySys_GetObject(stream.replaced);  // borrowed
   if (found == nullptr) return;

@@ -35,7 +35,7 @@ const char* TypeName(uint32_t type) {
   return type < std::size(kNames) ? kNames[type] : "unknown";
 }
 
-// JSON's own escapes leave out DEL and U+0080 to U+009F, which terminals obey as well.
+// Escapes DEL and U+0080 to U+009F too: terminals act on them, but JSON allows them unescaped.
 std::string Quoted(const std::string& text) {
   const std::string json = nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
   std::string quoted;

@@ -1,5 +1,5 @@
-// Keeps the mark in libpython, which stays loaded: as an entry of the table of frozen modules, which a process may
-// extend at any time (PyImport_FrozenModules).
+// The mark of a kept interpreter: an entry in libpython's table of frozen modules, which a process may extend at any
+// time (PyImport_FrozenModules). It survives this library, because libpython stays loaded.
 
 #include "utils/python_env/kept_mark.h"
 
@@ -13,11 +13,12 @@ namespace {
 
 constexpr char kName[] = "_rubruf_kept_interpreter";
 
-// A table with the mark: the entry, then all entries of the table before. In memory of its own, with its name in it.
+// The memory of the extended table: the previous table, the mark's name, and the entries (the mark, then the previous
+// ones).
 struct MarkedTable {
   const _frozen* before;
   char name[sizeof kName];
-  _frozen entries[1];  // as many as there are, and an empty one
+  _frozen entries[1];  // all entries; the last one is empty
 };
 
 MarkedTable* FindTable() {

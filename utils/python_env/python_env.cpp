@@ -1,4 +1,4 @@
-// The users of the interpreter; importing a script.
+// Counts the users of the interpreter, and imports scripts.
 
 #include "utils/python_env/python_env.h"
 
@@ -17,15 +17,15 @@ namespace {
 
 struct PythonEnvironment {
   uint32_t users;
-  pid_t process;             // the one that this life began in; children of a fork have others
-  bool interpreter_is_ours;  // started here, in this life or an earlier one, and so to be stopped here
+  pid_t process;             // the process in which this life began; a forked child has another ID
+  bool interpreter_is_ours;  // started by this library, in this life or an earlier one: we stop it
   bool joined;               // the interpreter was kept by an earlier life
   PyGILState_STATE lock;     // if joined
 };
 
 PythonEnvironment* python_environment = nullptr;
 
-// Takes back what a failed start has made.
+// Undoes a failed start.
 int32_t GiveUp() {
   free(python_environment);
   python_environment = nullptr;
@@ -104,7 +104,7 @@ int32_t tev_python_environment_finalize(void) {
   const bool runs = PythonRuns();
   free(python_environment);
   python_environment = nullptr;
-  // A forked child has the interpreter, but none of the threads that the interpreter would wait for.
+  // A forked child does not stop the interpreter, which would wait for threads that exist only in the parent.
   if (!runs) return 0;
   if (!ended.interpreter_is_ours) return FlushStreams();
   return StopInterpreter(ended.joined ? &ended.lock : nullptr);

@@ -1,10 +1,9 @@
-// The embedded Python interpreter, started once for all its users and stopped with the last.
+// The embedded Python interpreter. The first user starts it, and the last one stops it.
 //
-// The layer has no lock of its own and leaves the global interpreter lock where it is: the thread that starts the
-// interpreter holds it from then on, and that thread alone may use Python and this layer, one call at a time. Only the
-// last finalize gives it away for moments, while threads of scripts are ending. An interpreter that runs already is
-// used as it is, and left running if it is the host's. One that an earlier finalize has kept is used again, on any
-// thread.
+// The layer has no lock of its own. The thread that starts the interpreter holds the global interpreter lock from then
+// on, and only that thread may use Python and this layer. The last finalize releases the lock for moments, while
+// threads of scripts end. If the host has started an interpreter, that one is used and left running. An interpreter
+// that an earlier finalize has kept is used again, on any thread.
 
 #ifndef RUBRUF_UTILS_PYTHON_ENV_PYTHON_ENV_H_
 #define RUBRUF_UTILS_PYTHON_ENV_PYTHON_ENV_H_
@@ -35,10 +34,10 @@ TEV_EXPORT void tev_python_environment_print_error(void);
 // null after an error message; a Python error is then printed and cleared. Files of the same name share one module.
 TEV_EXPORT PyObject* tev_python_environment_get_module(const char* python_file);
 
-// Gives up one user. The last one stops the interpreter, unless it is the host's, or would not come up again because of
-// what scripts have loaded or left; then it is kept, after a message, and its lock is given back. In a forked child the
-// interpreter is only let go. 0 on success, also when nothing was started; -1 when the interpreter or its streams
-// reported errors, which changes nothing else.
+// Removes one user. The last one stops the interpreter, with two exceptions. An interpreter of the host keeps running.
+// One that could not start again, because of modules or threads of scripts, is kept after a message, and its lock is
+// released. In a forked child the interpreter is neither stopped nor kept. 0 on success, also if nothing was started;
+// -1 if the interpreter or its streams reported errors, which has no other effect.
 TEV_EXPORT int32_t tev_python_environment_finalize(void);
 
 #ifdef __cplusplus

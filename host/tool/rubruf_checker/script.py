@@ -1,4 +1,4 @@
-"""The check of a script: importing it as the plug-in does, with a watch on its function.
+"""The check of a script: imports it as the plug-in does, and wraps its function in a Watch.
 
 Runs in the plug-in's interpreter, for "rubruf-host check". The plug-in takes the watch for the function. The watch
 checks each result and keeps a faulty one from the plug-in, which would be stuck at it.
@@ -18,12 +18,12 @@ from rubruf_checker.own_module import hand_out, load_own, loaded_spec
 from rubruf_checker.result import Findings, check, shown
 
 _ABSENT = object()
-_START = os.getcwd()  # what relative paths start from, wherever a script goes
+_START = os.getcwd()  # relative paths start here, even after a script has changed the directory
 
-threads_of = weakref.WeakKeyDictionary()  # a thread -> the Script at whose work it was seen first
+threads_of = weakref.WeakKeyDictionary()  # thread -> the Script during whose import or call it was seen first
 
 _last = None  # the Findings of the last collection
-_displaced = []  # (mapping, key, value before) of what bind() has put in place
+_displaced = []  # (mapping, key, previous value) of everything that bind() has replaced
 
 
 def take():
@@ -34,7 +34,7 @@ def take():
 
 
 def put_back():
-    """Gives the scripts their names back, once the plug-in has bound them."""
+    """Restores what bind() has replaced. Called after the plug-in has bound the scripts."""
     while _displaced:
         mapping, key, value = _displaced.pop()
         if value is _ABSENT:
@@ -44,7 +44,7 @@ def put_back():
 
 
 class Watch:
-    """Stands for a script's function."""
+    """Wraps a script's function and checks its results."""
 
     def __init__(self, function, script):
         self.function = function
@@ -69,7 +69,7 @@ class Watch:
 
 
 def _cause(error, path):
-    """The place in the script where `error` was raised, and what it says."""
+    """Returns the line of the script that raised `error`, and its message."""
     line, function = None, None
     trace = error.__traceback__
     while trace is not None:
@@ -95,11 +95,11 @@ def _text(error):
 
 
 class _Stub(types.ModuleType):
-    """Stands for a script that cannot be imported."""
+    """The module that replaces a script that cannot be imported."""
 
 
 class Script:
-    """A configured script, and what is wrong with it before it is called."""
+    """A configured script, and the faults that are known before its first call."""
 
     def __init__(self, number, path, function_name, tolerant, own_module):
         self.path = path
@@ -136,7 +136,7 @@ class Script:
             self.watch_answer(names, "get_app_id", "it gives no application ID")
 
     def load(self):
-        """Imports the script. Where that fails, an empty module takes its place, for the plug-in to go on."""
+        """Imports the script. If that fails, an empty module replaces it, so that the plug-in can go on."""
         sys.path.append(os.path.dirname(self.path) or ".")
         if isinstance(sys.modules.get(self.name), _Stub):
             del sys.modules[self.name]
@@ -165,7 +165,7 @@ class Script:
             hand_out(self.path, stub)
             return
         _put(sys.modules, self.name, stub)
-        package = self.name.partition(".")[0]  # which the plug-in's import asks for as well
+        package = self.name.partition(".")[0]  # the plug-in imports the package too
         if package not in sys.modules:
             _put(sys.modules, package, stub)
 
@@ -177,7 +177,7 @@ class Script:
             threads_of.setdefault(thread, self)
 
     def check_file(self, module):
-        """Whether the module is this script, and none but this script."""
+        """Reports an error if the module is not this script, or has the name of a standard-library module."""
         file = getattr(module, "__file__", None) or "a built-in module"
         is_this = self.own_module or _same_file(file, self.path)
         if not self.own_module and _in_standard_library(self.name):
@@ -190,7 +190,7 @@ class Script:
             self.findings.error(self.path, message % (self.name, file))
 
     def watch_answer(self, names, asked, consequence):
-        """The plug-in asks through `asked` and takes no notice of an exception."""
+        """Wraps the function called `asked`, to report its faults: the plug-in ignores them."""
         function = names.get(asked)
         if function is None:
             return
