@@ -13,7 +13,7 @@ class Visitor {
   explicit Visitor(tev_data_serializer_t* serializer) : serializer_(serializer) {}
 
   void Token(python_event_type_t type, uint32_t key_id, const void* data = nullptr, Py_ssize_t size = 0) {
-    tev_opaque_events_write(nullptr, serializer_, 1, app_id_, uint64_t{type} << 32 | key_id, 0, data,
+    tev_opaque_events_write(nullptr, serializer_, 1, app_id_, python_event_pack(type, key_id), 0, data,
                             static_cast<uint32_t>(size));
   }
 
